@@ -1,0 +1,30 @@
+# What "cmake --install" lays down, and how other builds find it.
+include(CMakePackageConfigHelpers)
+
+get_property(libraries GLOBAL PROPERTY ORSIK_LIBRARIES)
+if(libraries)
+    install(TARGETS ${libraries} EXPORT orsiktbs-targets
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+    install(EXPORT orsiktbs-targets NAMESPACE orsik:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/orsiktbs)
+    configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/orsiktbs-config.cmake.in
+        ${PROJECT_BINARY_DIR}/orsiktbs-config.cmake INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/orsiktbs)
+    write_basic_package_version_file(${PROJECT_BINARY_DIR}/orsiktbs-config-version.cmake COMPATIBILITY SameMajorVersion)
+    install(FILES ${PROJECT_BINARY_DIR}/orsiktbs-config.cmake ${PROJECT_BINARY_DIR}/orsiktbs-config-version.cmake
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/orsiktbs)
+endif()
+foreach(library ks nt tbs)
+    if(IS_DIRECTORY ${PROJECT_SOURCE_DIR}/include/${library})
+        install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/${library} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+            FILES_MATCHING PATTERN "*.h")
+    endif()
+endforeach()
+if(TARGET tbs)
+    install(TARGETS tbs RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
+if(IS_DIRECTORY ${PROJECT_SOURCE_DIR}/data/policy)
+    install(DIRECTORY ${PROJECT_SOURCE_DIR}/data/policy DESTINATION ${CMAKE_INSTALL_DATADIR}/liborsiktbs)
+endif()
+if(TARGET catalogues)
+    install(DIRECTORY ${PROJECT_BINARY_DIR}/locale DESTINATION ${CMAKE_INSTALL_DATADIR}
+        FILES_MATCHING PATTERN "tbs_lib")
+endif()

@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# Runs the tests with counters and prints the line and branch coverage of lib/.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+./scripts/setup.sh
+cmake --preset coverage >/dev/null
+cmake --build --preset coverage -- --quiet
+profiles=build/coverage/profiles
+rm -rf "$profiles"
+mkdir -p "$profiles"
+LLVM_PROFILE_FILE=$PWD/$profiles/%p-%m.profraw ctest --preset coverage --output-on-failure
+llvm-profdata-14 merge -sparse "$profiles"/*.profraw -o "$profiles/all.profdata"
+
+objects=()
+for library in build/coverage/lib/liborsik*.so; do
+    objects+=(-object "$library")
+done
+for program in build/coverage/tests/*/*_internal_test; do
+    [[ -f $program ]] && objects+=(-object "$program")
+done
+llvm-cov-14 report -instr-profile="$profiles/all.profdata" -show-branch-summary "${objects[@]}" \
+    -ignore-filename-regex='(/tests/|/usr/|/include/)'
