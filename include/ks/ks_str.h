@@ -1,0 +1,121 @@
+/*
+ * ks_str.h - strings: comparison without case, flag sets as text, bounded copies, well-formed names.
+ *
+ * Texts are UTF-8 and never depend on the process locale. Every function may be called from any thread.
+ */
+#ifndef KS_STR_H
+#define KS_STR_H
+
+#include "ks_types.h"
+
+KS_BEGIN_C
+
+/**
+ * Compares two texts by Unicode default case folding (Unicode 5.18, CaseFolding.txt status C and F).
+ *
+ * The result does not depend on the locale: ASCII folds as ASCII everywhere. Bytes that are not UTF-8 sort behind
+ * all characters and compare by value. The result is a total order; it is 0 only for texts equal but for case.
+ *
+ * @param a  terminated text; NULL sorts before every text.
+ * @param b  terminated text; NULL sorts before every text.
+ * @return  negative, 0 or positive.
+ */
+KS_API int strutl_stricoll(const char *a, const char *b) KS_NOEXCEPT;
+
+/**
+ * Hashes a text so that texts equal under strutl_stricoll() have equal hashes.
+ *
+ * @param text  terminated text; NULL counts as "".
+ * @param seed  start value; chains the hashes of several texts.
+ * @return  the hash. It is salted for each process: never store or send it.
+ */
+KS_API uint64_t strutl_fold_hash(const char *text, uint64_t seed) KS_NOEXCEPT;
+
+/** A named set of bits. */
+typedef struct strutl_flag {
+    const char *name;
+    uint32_t value;
+} strutl_flag_t;
+
+/**
+ * Writes a set of bits as names of a table.
+ *
+ * The table is walked in order. A row whose name is NULL or equals an earlier row's (without case, whether that one
+ * was taken or not) is skipped. A row is taken when all its bits are in @p flags and at least one of them is not yet
+ * named; a row of value 0 only when @p flags is 0 and has no name yet. Bits that no row names are appended as one
+ * number "0x%.8x". Reading the text back never widens the set.
+ *
+ * @param flags      the set.
+ * @param table      rows; may be NULL when @p count is 0.
+ * @param count      number of rows.
+ * @param separator  text between names.
+ * @return  the text: belongs to the calling thread, valid until its next call. NULL with ks_errno set: KS_ENOMEM, or
+ *          KS_EINVAL for a pointer that is NULL.
+ */
+KS_API const char *strutl_flags_to_str(uint32_t flags, const strutl_flag_t *table, size_t count,
+                                       const char *separator) KS_NOEXCEPT;
+
+/**
+ * Copies a text into a buffer, cut to fit and always terminated.
+ *
+ * @param buffer  the caller's buffer.
+ * @param size    its size in bytes; with 0 nothing is written.
+ * @param text    terminated text; NULL counts as "".
+ * @return  the copied length without the terminator; less than the text's length means that it was cut.
+ */
+KS_API size_t strutl_cpy_buf(char *buffer, size_t size, const char *text) KS_NOEXCEPT;
+
+/**
+ * Joins texts in a buffer, cut to fit and always terminated.
+ *
+ * @param buffer  the caller's buffer.
+ * @param size    its size in bytes; with 0 nothing is written.
+ * @param texts   the texts in order; a NULL among them counts as "".
+ * @param count   their number.
+ * @return  the length of the whole text without terminator, whether it fits or not; 0 for a NULL.
+ */
+KS_API size_t strutl_concat(char *buffer, size_t size, const char *const *texts, size_t count) KS_NOEXCEPT;
+
+/**
+ * Copies a text with everything made visible that could forge a line or hide a part of one, as messages show inserted
+ * texts (see ks_imsg.h): control characters as "^X", other bytes as "\xnn". Cut to fit and always terminated.
+ *
+ * @param buffer  the caller's buffer; four times the text's size always suffices.
+ * @param size    its size in bytes; with 0 nothing is written.
+ * @param text    terminated text; NULL counts as "".
+ * @return  the length of the whole text without terminator, whether it fits or not.
+ */
+KS_API size_t strutl_visible(char *buffer, size_t size, const char *text) KS_NOEXCEPT;
+
+/**
+ * Tests whether a text is a well-formed name: not empty, only letters, digits, bytes of 0x80 and above and the
+ * characters of @p allowed, and its first character is none of @p not_first.
+ *
+ * @param name       terminated text; NULL is not a name.
+ * @param not_first  characters refused at the start; NULL for none.
+ * @param allowed    characters allowed besides letters and digits; NULL for none.
+ * @return  1 for a well-formed name, else 0.
+ */
+KS_API int strutl_is_ok_name(const char *name, const char *not_first, const char *allowed) KS_NOEXCEPT;
+
+/**
+ * Formats into a buffer like C99 snprintf, independent of the locale (see ks_imsg.h for the conversions).
+ *
+ * @param buffer  the caller's buffer; may be NULL when @p size is 0.
+ * @param size    its size in bytes.
+ * @param format  the format.
+ * @return  the length of the whole text without terminator, whether it fits or not.
+ */
+KS_API size_t strutl_snprintf(char *buffer, size_t size, const char *format, ...) KS_NOEXCEPT;
+
+/**
+ * Removes leading and trailing white space (blank, \t, \n, \v, \f, \r) in place.
+ *
+ * @param text  terminated text, changed in place.
+ * @return  the first character that stays, inside @p text.
+ */
+KS_API char *strutl_strip(char *text) KS_NOEXCEPT;
+
+KS_END_C
+
+#endif
