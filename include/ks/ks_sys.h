@@ -1,0 +1,57 @@
+/*
+ * ks_sys.h - system services: names of users and groups, the host.
+ *
+ * Every function may be called from any thread.
+ */
+#ifndef KS_SYS_H
+#define KS_SYS_H
+
+#include "ks_cred.h"
+
+KS_BEGIN_C
+
+/** Forms in which an account is named. */
+enum {
+    SYSUTL_FORM_SID = 1, /**< from a SID: the SID's text; from a name: a plain look-up */
+    SYSUTL_FORM_NAME = 2 /**< "DOMAIN\name", which resolves to the same SID */
+};
+
+/**
+ * Resolves a user's name.
+ *
+ * @param name          "DOMAIN\name".
+ * @param form          #SYSUTL_FORM_SID or #SYSUTL_FORM_NAME: both look the name up.
+ * @param[out] sid_out  the SID; untouched on failure.
+ * @return  0, or as credutl_account_by_name().
+ */
+KS_API int sysutl_user_to_usid(const char *name, int form, credutl_sid_t *sid_out) KS_NOEXCEPT;
+
+/** Resolves a group's name; as sysutl_user_to_usid(). */
+KS_API int sysutl_group_to_gsid(const char *name, int form, credutl_sid_t *sid_out) KS_NOEXCEPT;
+
+/**
+ * Names a user.
+ *
+ * @param sid     the user's SID.
+ * @param form    #SYSUTL_FORM_SID: the SID's text; #SYSUTL_FORM_NAME: "DOMAIN\name".
+ * @param buffer  receives the text; "" on failure.
+ * @param size    its size in bytes.
+ * @return  0, KS_ENAMETOOLONG when the buffer is too small, or as credutl_account_by_sid().
+ */
+KS_API int sysutl_usid_to_user(const credutl_sid_t *sid, int form, char *buffer, size_t size) KS_NOEXCEPT;
+
+/** Names a group; as sysutl_usid_to_user(). */
+KS_API int sysutl_gsid_to_group(const credutl_sid_t *sid, int form, char *buffer, size_t size) KS_NOEXCEPT;
+
+/**
+ * Gives the host's name, without its domain.
+ *
+ * @param buffer  receives the name; cut to fit, always terminated.
+ * @param size    its size in bytes.
+ * @return  0, KS_EINVAL, or the host's error translated.
+ */
+KS_API int sysutl_myhostname(char *buffer, size_t size) KS_NOEXCEPT;
+
+KS_END_C
+
+#endif

@@ -1,0 +1,98 @@
+#include "ks/ks_errno.h"
+#include "ks/ks_sys.h"
+#include "support/env.hpp"
+#include "support/temp_dir.hpp"
+
+#include <cstring>
+#include <gtest/gtest.h>
+#include <string>
+#include <unistd.h>
+
+namespace {
+
+class Sysutl : public testing::Test {
+protected:
+    Sysutl() {
+        credutl_flush_accounts();
+        credutl_str_to_sid("S-1-5-21-1-2-3-1001", &alice);
+        credutl_str_to_sid("S-1-5-21-1-2-3-513", &users);
+    }
+    ~Sysutl() override { credutl_flush_accounts(); }
+
+    temp_dir folder;
+    const scoped_env accounts{"ORSIK_ACCOUNTS",
+                              folder.write("accounts", "CORP\\alice user S-1-5-21-1-2-3-1001\n"
+                                                       "CORP\\Domain Users group S-1-5-21-1-2-3-513\n")};
+    credutl_sid_t alice{}, users{}, out{};
+    char text[CREDUTL_NAME_SIZE] = "old";
+};
+
+TEST_F(Sysutl, NamesBecomeSidsInBothForms) {
+    for (const int form : {SYSUTL_FORM_SID, SYSUTL_FORM_NAME}) {
+        out = {};
+        EXPECT_EQ(sysutl_user_to_usid("CORP\\alice", form, &out), 0);
+        EXPECT_TRUE(credutl_sid_eq(&out, &alice));
+        EXPECT_EQ(sysutl_group_to_gsid("corp\\domain users", form, &out), 0);
+        EXPECT_TRUE(credutl_sid_eq(&out, &users));
+    }
+}
+
+TEST_F(Sysutl, UnknownNamesLeaveTheSidAlone) {
+    out = alice;
+    EXPECT_EQ(sysutl_user_to_usid("CORP\\carol", SYSUTL_FORM_NAME, &out), KS_ENOENT);
+    EXPECT_EQ(sysutl_group_to_gsid("CORP\\alice", SYSUTL_FORM_NAME, &out), KS_ENOENT);
+    EXPECT_EQ(sysutl_user_to_usid("CORP\\root", SYSUTL_FORM_NAME, &out), KS_ENOENT);
+    EXPECT_EQ(sysutl_user_to_usid("", SYSUTL_FORM_NAME, &out), KS_EINVAL);
+    EXPECT_EQ(sysutl_user_to_usid(nullptr, SYSUTL_FORM_NAME, &out), KS_EINVAL);
+    EXPECT_EQ(sysutl_user_to_usid("CORP\\alice", 3, &out), KS_EINVAL);
+    EXPECT_EQ(sysutl_user_to_usid("CORP\\alice", SYSUTL_FORM_NAME, nullptr), KS_EINVAL);
+    EXPECT_TRUE(credutl_sid_eq(&out, &alice));
+}
+
+TEST_F(Sysutl, SidsAreNamedInTwoForms) {
+    EXPECT_EQ(sysutl_usid_to_user(&alice, SYSUTL_FORM_SID, text, sizeof text), 0);
+    EXPECT_STREQ(text, "S-1-5-21-1-2-3-1001");
+    EXPECT_EQ(sysutl_usid_to_user(&alice, SYSUTL_FORM_NAME, text, sizeof text), 0);
+    EXPECT_STREQ(text, "CORP\\alice");
+    EXPECT_EQ(sysutl_gsid_to_group(&users, SYSUTL_FORM_NAME, text, sizeof text), 0);
+    EXPECT_STREQ(text, "CORP\\Domain Users");
+    EXPECT_EQ(sysutl_gsid_to_group(&alice, SYSUTL_FORM_SID, text, sizeof text), 0);
+    EXPECT_STREQ(text, "S-1-5-21-1-2-3-1001");
+}
+
+TEST_F(Sysutl, FailureLeavesAnEmptyText) {
+    const credutl_sid_t empty{};
+    const auto fails = [&](const credutl_sid_t *sid, int form, size_t size) {
+        std::strcpy(text, "old");
+        const int error = sysutl_usid_to_user(sid, form, text, size);
+        EXPECT_STREQ(text, "");
+        return error;
+    };
+    EXPECT_EQ(fails(&users, SYSUTL_FORM_NAME, sizeof text), KS_ENOENT);
+    EXPECT_EQ(fails(&CREDUTL_SID_NOBODY, SYSUTL_FORM_NAME, sizeof text), KS_ENOENT);
+    EXPECT_EQ(fails(&empty, SYSUTL_FORM_NAME, sizeof text), KS_EINVAL);
+    EXPECT_EQ(fails(&empty, SYSUTL_FORM_SID, sizeof text), KS_EINVAL);
+    EXPECT_EQ(fails(nullptr, SYSUTL_FORM_NAME, sizeof text), KS_EINVAL);
+    EXPECT_EQ(fails(&alice, 0, sizeof text), KS_EINVAL);
+    EXPECT_EQ(fails(&alice, SYSUTL_FORM_NAME, std::strlen("CORP\\alice")), KS_ENAMETOOLONG);
+    EXPECT_EQ(sysutl_usid_to_user(&alice, SYSUTL_FORM_NAME, nullptr, 9), KS_EINVAL);
+    std::strcpy(text, "old");
+    EXPECT_EQ(sysutl_usid_to_user(&alice, SYSUTL_FORM_NAME, text, 0), KS_ENAMETOOLONG);
+    EXPECT_STREQ(text, "old");
+    EXPECT_EQ(sysutl_usid_to_user(&alice, SYSUTL_FORM_NAME, text, std::strlen("CORP\\alice") + 1), 0);
+}
+
+TEST_F(Sysutl, HostNameIsShortAndCutToFit) {
+    char host[256];
+    char whole[256];
+    ASSERT_EQ(gethostname(whole, sizeof whole), 0);
+    ASSERT_EQ(sysutl_myhostname(host, sizeof host), 0);
+    EXPECT_EQ(std::string(host), std::string(whole).substr(0, std::string(whole).find('.')));
+    char small[3];
+    ASSERT_EQ(sysutl_myhostname(small, sizeof small), 0);
+    EXPECT_EQ(std::string(small), std::string(host).substr(0, 2));
+    EXPECT_EQ(sysutl_myhostname(nullptr, 5), KS_EINVAL);
+    EXPECT_EQ(sysutl_myhostname(host, 0), KS_EINVAL);
+}
+
+} // namespace
