@@ -1,0 +1,37 @@
+/*
+ * nt_file.h - files by product path, with the behaviour that the system's programs expect.
+ */
+#ifndef NT_FILE_H
+#define NT_FILE_H
+
+#include "nt_types.h"
+#include <stdio.h>
+
+KS_BEGIN_C
+
+/**
+ * Opens a file as C's fopen does, by product path, close-on-exec.
+ *
+ * A directory is refused at once, not at the first read.
+ *
+ * @param path  product path ("\" and "/" both separate).
+ * @param mode  "r", "w", "a", with "+", "b" or "x" as in C.
+ * @return  the stream, closed with fclose(); NULL with ks_errno set: KS_EISDIR for a directory, KS_ENAMETOOLONG,
+ *          KS_EINVAL for a NULL or a bad mode, else what the host says, translated. Prints nothing. Any thread.
+ */
+NT_API FILE *unix_nt_fopen(const char *path, const char *mode) KS_NOEXCEPT;
+
+/**
+ * Reads from a stream as C's fread does, and tells an error in the common space.
+ *
+ * @param buffer  receives the bytes.
+ * @param size    bytes wanted.
+ * @param stream  the stream.
+ * @return  bytes read; fewer than @p size at the end of the file or on an error: then ferror() is set and ks_errno
+ *          says why. 0 for a NULL pointer.
+ */
+NT_API size_t unix_nt_fread(void *buffer, size_t size, FILE *stream) KS_NOEXCEPT;
+
+KS_END_C
+
+#endif

@@ -1,0 +1,15 @@
+/*
+ * nt_types.h - linkage of liborsiknt.
+ */
+#ifndef NT_TYPES_H
+#define NT_TYPES_H
+
+#include "../ks/ks_types.h"
+
+#ifdef ORSIK_BUILD_NT
+#define NT_API KS_EXPORT
+#else
+#define NT_API KS_IMPORT
+#endif
+
+#endif

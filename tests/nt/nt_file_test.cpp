@@ -1,0 +1,201 @@
+#include "nt/nt_file.h"
+
+#include "ks/ks_errno.h"
+#include "ks/ks_file.h"
+#include "support/temp_dir.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+struct closer {
+    void operator()(FILE *stream) const { std::fclose(stream); }
+};
+using stream_owner = std::unique_ptr<FILE, closer>;
+
+stream_owner open(const std::string &path, const char *mode) {
+    ks_errno = 0;
+    return stream_owner(unix_nt_fopen(path.c_str(), mode));
+}
+
+std::string contents(FILE *stream) {
+    char buffer[64];
+    return {buffer, unix_nt_fread(buffer, sizeof buffer, stream)};
+}
+
+std::string with_backslashes(std::string path) {
+    std::replace(path.begin(), path.end(), '/', '\\');
+    return path;
+}
+
+TEST(UnixNtFopen, TakesProductPaths) {
+    const temp_dir dir;
+    dir.write("a/b.txt", "text");
+    const auto stream = open(with_backslashes(dir / "a/b.txt"), "r");
+    ASSERT_TRUE(stream);
+    EXPECT_EQ(contents(stream.get()), "text");
+    EXPECT_EQ(ks_errno, 0);
+}
+
+TEST(UnixNtFopen, ClosesOnExec) {
+    const temp_dir dir;
+    const auto stream = open(dir / "f", "w");
+    ASSERT_TRUE(stream);
+    EXPECT_TRUE(fcntl(fileno(stream.get()), F_GETFD) & FD_CLOEXEC);
+}
+
+// What a mode does to a file of "old", and whether one that is missing is made.
+struct mode_case {
+    const char *mode;
+    bool reads, writes, makes;
+    const char *after; // content when "new" is written and the stream closed
+};
+
+TEST(UnixNtFopen, DoesWhatEachModeSays) {
+    for (const mode_case &c : {mode_case{"r", true, false, false, "old"},
+                               {"rb", true, false, false, "old"},
+                               {"r+", true, true, false, "new"},
+                               {"r+b", true, true, false, "new"},
+                               {"rb+", true, true, false, "new"},
+                               {"w", false, true, true, "new"},
+                               {"wb", false, true, true, "new"},
+                               {"w+", true, true, true, "new"},
+                               {"wb+", true, true, true, "new"},
+                               {"a", false, true, true, "oldnew"},
+                               {"a+", true, true, true, "oldnew"},
+                               {"ab+", true, true, true, "oldnew"}}) {
+        SCOPED_TRACE(c.mode);
+        const temp_dir dir;
+        dir.write("f", "old");
+        {
+            const auto stream = open(dir / "f", c.mode);
+            ASSERT_TRUE(stream);
+            const int access = fcntl(fileno(stream.get()), F_GETFL) & O_ACCMODE;
+            EXPECT_EQ(access, c.reads && c.writes ? O_RDWR : c.reads ? O_RDONLY : O_WRONLY);
+            std::fputs("new", stream.get());
+        }
+        EXPECT_EQ(dir.read("f"), c.after);
+        EXPECT_EQ(open(dir / "missing", c.mode) != nullptr, c.makes);
+        EXPECT_EQ(ks_errno, c.makes ? 0 : KS_ENOENT);
+    }
+}
+
+TEST(UnixNtFopen, MakesOnlyNewFilesWithX) {
+    const temp_dir dir;
+    for (const char *mode : {"wx", "wbx", "w+x", "wxb", "w+bx"}) {
+        SCOPED_TRACE(mode);
+        dir.write("old", "old");
+        EXPECT_FALSE(open(dir / "old", mode));
+        EXPECT_EQ(ks_errno, KS_EEXIST);
+        EXPECT_EQ(dir.read("old"), "old");
+        EXPECT_TRUE(open(dir / mode, mode));
+    }
+}
+
+TEST(UnixNtFopen, RefusesBadModes) {
+    const temp_dir dir;
+    dir.write("f", "old");
+    for (const char *mode :
+         {"", "x", "b", "+", "rw", "r++", "rbb", "rx", "ax", "wxx", "r,ccs=UTF-8", "re", " r", "R"}) {
+        EXPECT_FALSE(open(dir / "f", mode)) << mode;
+        EXPECT_EQ(ks_errno, KS_EINVAL) << mode;
+    }
+    EXPECT_EQ(unix_nt_fopen(nullptr, "r"), nullptr);
+    EXPECT_EQ(unix_nt_fopen("f", nullptr), nullptr);
+    EXPECT_EQ(dir.read("f"), "old");
+}
+
+TEST(UnixNtFopen, RefusesADirectoryAtOnce) {
+    const temp_dir dir;
+    for (const char *mode : {"r", "r+", "w", "a", "a+"}) {
+        EXPECT_FALSE(open(dir.str(), mode)) << mode;
+        EXPECT_EQ(ks_errno, KS_EISDIR) << mode;
+    }
+}
+
+TEST(UnixNtFopen, LeaksNoDescriptorWhenItRefusesADirectory) {
+    const temp_dir dir;
+    const int before = dup(0);
+    close(before);
+    for (int i = 0; i < 10; i++) EXPECT_FALSE(open(dir.str(), "r"));
+    const int after = dup(0);
+    close(after);
+    EXPECT_EQ(before, after);
+}
+
+TEST(UnixNtFopen, TranslatesTheHostsError) {
+    const temp_dir dir;
+    dir.write("f", "");
+    EXPECT_FALSE(open(dir / "f/below", "r"));
+    EXPECT_EQ(ks_errno, KS_ENOTDIR);
+    EXPECT_FALSE(open("", "r"));
+    EXPECT_EQ(ks_errno, KS_ENOENT);
+    std::filesystem::create_symlink("loop", dir.path() / "loop");
+    EXPECT_FALSE(open(dir / "loop", "r"));
+    EXPECT_EQ(ks_errno, KS_ELOOP);
+    EXPECT_FALSE(open(dir / std::string(300, 'x'), "r"));
+    EXPECT_EQ(ks_errno, KS_ENAMETOOLONG);
+    EXPECT_FALSE(open(std::string(KS_PATH_SIZE, '/'), "r"));
+    EXPECT_EQ(ks_errno, KS_ENAMETOOLONG);
+}
+
+TEST(UnixNtFopen, OpensWhatIsNoRegularFile) {
+    const auto null = open("/dev/null", "r");
+    ASSERT_TRUE(null);
+    EXPECT_EQ(contents(null.get()), "");
+
+    const temp_dir dir;
+    const std::string fifo = dir / "fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    std::thread writer([&] {
+        const auto stream = open(fifo, "w"); // waits for the reader
+        std::fputs("through", stream.get());
+    });
+    const auto reader = open(fifo, "r");
+    EXPECT_EQ(contents(reader.get()), "through");
+    writer.join();
+}
+
+TEST(UnixNtFread, GivesWhatIsThere) {
+    const temp_dir dir;
+    dir.write("f", std::string("a\0b\r\n", 5));
+    const auto stream = open(dir / "f", "r");
+    char buffer[8];
+    EXPECT_EQ(unix_nt_fread(buffer, 2, stream.get()), 2u);
+    EXPECT_EQ(unix_nt_fread(buffer, sizeof buffer, stream.get()), 3u);
+    EXPECT_EQ(std::string(buffer, 3), "b\r\n");
+    EXPECT_EQ(unix_nt_fread(buffer, sizeof buffer, stream.get()), 0u);
+    EXPECT_FALSE(std::ferror(stream.get()));
+    EXPECT_EQ(ks_errno, 0);
+}
+
+TEST(UnixNtFread, SaysWhyItFailed) {
+    const temp_dir dir;
+    const auto stream = open(dir / "f", "w");
+    char buffer[8];
+    EXPECT_EQ(unix_nt_fread(buffer, sizeof buffer, stream.get()), 0u);
+    EXPECT_TRUE(std::ferror(stream.get()));
+    EXPECT_EQ(ks_errno, KS_EBADF);
+}
+
+TEST(UnixNtFread, RefusesNull) {
+    char buffer[8];
+    EXPECT_EQ(unix_nt_fread(buffer, 1, nullptr), 0u);
+    const auto stream = open("/dev/null", "r");
+    ks_errno = 0;
+    EXPECT_EQ(unix_nt_fread(nullptr, 1, stream.get()), 0u);
+    EXPECT_EQ(ks_errno, KS_EINVAL);
+}
+
+} // namespace
