@@ -1,0 +1,12 @@
+/*
+ * tbs.h - all of liborsiktbs.
+ */
+#ifndef TBS_H
+#define TBS_H
+
+#include "tbs_acl.h"
+#include "tbs_msg.h"
+#include "tbs_status.h"
+#include "tbs_types.h"
+
+#endif
