@@ -1,0 +1,109 @@
+#!/usr/bin/env bash
+# The library at work on the sample policy: shows it, decides requests, explains two of them, and shows what is
+# traced and logged. Ends with 0 only when every decision is the expected one.
+#
+#   scripts/demo.sh [BUILD-DIRECTORY]
+set -uo pipefail
+cd "$(dirname "$0")/.." || exit 2
+
+build=${1:-build/release}
+tool=$build/bin/tbs
+policy=data/policy
+if [[ ! -x $tool ]]; then
+    echo "demo.sh: there is no tool at $tool; run ./scripts/run.sh, or name the build directory" >&2
+    exit 2
+fi
+
+export ORSIK_ACCOUNTS=$PWD/$policy/accounts
+ORSIK_HOSTDATA_DIR=$(mktemp -d)
+export ORSIK_HOSTDATA_DIR
+trap 'rm -rf "$ORSIK_HOSTDATA_DIR"' EXIT
+unset ORSIK_VERBOSITY ORSIK_TRACE
+
+failures=0
+bold='' plain=''
+if [[ -t 1 && -z ${NO_COLOR:-} ]]; then
+    bold=$'\033[1m' plain=$'\033[0m'
+fi
+
+title() {
+    printf '\n%s== %s%s\n\n' "$bold" "$1" "$plain"
+}
+
+# run STATUS ARGUMENT...: runs the tool; another exit status is a failure.
+run() {
+    local expected=$1 status=0
+    shift
+    "$tool" "$@" || status=$?
+    if [[ $status -ne $expected ]]; then
+        echo "  !! ended with $status, expected was $expected"
+        failures=$((failures + 1))
+    fi
+}
+
+vob=(--permissions "$policy/vob.permissions")
+project=(--permissions "$policy/project.permissions")
+
+# expect granted|denied FILE NAMES ARGUMENT...: decides a request of VOB objects.
+expect() {
+    local status=1
+    [[ $1 == granted ]] && status=0
+    run "$status" acl check "$2" --want "$3" "${@:4}"
+}
+
+title "The policy of the VOB \"spectrometer\" ($policy/vob.acl)"
+run 0 acl show "$policy/vob.acl" "${vob[@]}"
+
+title "A dozen requests by accounts of the domain BRACKWATER"
+expect granted "$policy/vob.acl" Checkout,Checkin --as 'BRACKWATER\bastien' "${vob[@]}"
+expect denied  "$policy/vob.acl" Delete --as 'BRACKWATER\bastien' "${vob[@]}"
+expect granted "$policy/vob.acl" RemoveVersion,Lock --as 'BRACKWATER\carmen' "${vob[@]}"
+expect granted "$policy/vob.acl" Full --as 'BRACKWATER\anika' "${vob[@]}"
+expect denied  "$policy/vob.acl" Checkin --as 'BRACKWATER\visitor' "${vob[@]}"
+expect granted "$policy/vob.acl" Edit --as 'BRACKWATER\jonas' "${vob[@]}"
+expect granted "$policy/vob.acl" Read,Audit --as 'BRACKWATER\goran' "${vob[@]}"
+expect denied  "$policy/vob.acl" AclWrite --as 'BRACKWATER\dov' "${vob[@]}"
+expect granted "$policy/vob.acl" AclWrite --as 'BRACKWATER\dov' --owner 'BRACKWATER\dov' "${vob[@]}"
+expect granted "$policy/vob.acl" Lock,Obsolete --creds "$policy/noor.creds" "${vob[@]}"
+expect granted "$policy/project.acl" Work,Deliver --as 'BRACKWATER\leila' "${project[@]}"
+expect denied  "$policy/project.acl" Recommend --as 'BRACKWATER\noor' "${project[@]}"
+expect granted "$policy/classic.acl" ReadData --as 'BRACKWATER\kwame' --classic "${vob[@]}"
+
+title "Two requests by whoever runs this"
+expect granted "$policy/vob.acl" AclRead "${vob[@]}"
+expect denied  "$policy/vob.acl" Checkout "${vob[@]}"
+
+title "Why a request is granted"
+expect granted "$policy/vob.acl" Checkin,Label,Branch --as 'BRACKWATER\dov' --explain "${vob[@]}"
+
+title "Why a request is denied (classic form: look-ups in a fixed order)"
+expect denied "$policy/classic.acl" Checkout,Lock,Audit --as 'BRACKWATER\oskar' --owner 'BRACKWATER\oskar' \
+    --classic --explain "${vob[@]}"
+
+title "The library's own trace of one check, at verbosity 3"
+ORSIK_VERBOSITY=3 ORSIK_TRACE=tbs_acl:3 expect denied "$policy/vob.acl" Checkin,Audit --as 'BRACKWATER\fumiko' "${vob[@]}"
+
+title "What the next revision of the policy changes"
+run 1 acl diff "$policy/vob.acl" "$policy/vob_next.acl" "${vob[@]}"
+
+title "What is logged about a refusal (access_log)"
+expect denied "$policy/vob.acl" Replicate --as 'BRACKWATER\svc_scan' --log "${vob[@]}"
+if ! grep -q 'svc_scan asked for Replicate' "$ORSIK_HOSTDATA_DIR/log/access_log" 2>/dev/null; then
+    echo "  !! no record was written"
+    failures=$((failures + 1))
+else
+    fold -s -w 100 "$ORSIK_HOSTDATA_DIR/log/access_log"
+fi
+
+title "Who runs this"
+run 0 whoami
+
+title "What two statuses mean"
+run 0 status 1072 1033
+
+echo
+if [[ $failures -ne 0 ]]; then
+    echo "$failures of the answers were not the expected ones"
+    exit 1
+fi
+echo "all as expected"

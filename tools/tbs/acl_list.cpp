@@ -1,0 +1,77 @@
+#include "acl_list.hpp"
+
+#include "ks/ks_sys.h"
+#include "text_file.hpp"
+
+namespace tool {
+namespace {
+
+std::string identity_text(const tbs_acl_id_t &id) {
+    char text[TBS_ACL_TEXT_SIZE];
+    const tbs_status_t status = tbs_acl_utl_id_to_str(&id, sizeof text, text);
+    if (status) throw failure(std::string("an identity has no text: ") + tbs_strerror(status), "Shorten its name.");
+    return text;
+}
+
+} // namespace
+
+std::string identity_text(const tbs_sid_acl_id_t &id) {
+    std::string text = std::string(tbs_acl_utl_id_kind_to_str(id.kind)) + ':';
+    if (id.kind == TBS_ACL_ID_ROLE) return text + (id.name ? id.name : "");
+    if (id.kind != TBS_ACL_ID_USER && id.kind != TBS_ACL_ID_GROUP) return text;
+    const auto name_of = id.kind == TBS_ACL_ID_USER ? sysutl_usid_to_user : sysutl_gsid_to_group;
+    char name[CREDUTL_NAME_SIZE];
+    if (name_of(&id.sid, SYSUTL_FORM_NAME, name, sizeof name) != 0 &&
+        credutl_sid_to_str(&id.sid, name, sizeof name) != 0) {
+        return text;
+    }
+    return text + name;
+}
+
+void acl_options::add_to(CLI::App &command) {
+    command.add_flag("--classic", classic, "Read classic ACLs: identities by name, Domain entries");
+    command.add_option("--permissions", permissions, "Permission names and generic map")->type_name("FILE");
+    command.add_flag("--json", as_json, "Answer in JSON");
+}
+
+acl_list::acl_list(const std::string &path, bool classic, const vocabulary &words)
+    : path_(path), is_classic_(classic) {
+    check_text_file(path);
+    const tbs_status_t status =
+        classic ? tbs_acl_utl_parse(path.c_str(), words.names(), words.count(), words.map(), classic_.put())
+                : tbs_sid_acl_utl_parse(path.c_str(), words.names(), words.count(), words.map(), by_sid_.put());
+    if (status) {
+        throw failure(path, 0, "no ACL was read, see the message before",
+                      "Correct the line that it names: kind:DOMAIN\\name, a blank, permissions.");
+    }
+    uint32_t cursor = 0;
+    while (const tbs_acl_ent_t *entry = tbs_acl_next_entry(classic_.get(), &cursor)) {
+        entries_.push_back({entry->id.kind, identity_text(entry->id), entry->perms});
+    }
+    while (const tbs_acl_cooked_ent_t *entry = tbs_sid_acl_next_entry(by_sid_.get(), &cursor)) {
+        entries_.push_back({entry->id.kind, identity_text(entry->id), entry->perms});
+    }
+}
+
+std::optional<tbs_acl_permission_set_t> acl_list::perms_of(const acl_list &other, size_t position) const {
+    auto cursor = static_cast<uint32_t>(position);
+    if (is_classic_) {
+        const tbs_acl_ent_t *theirs = tbs_acl_next_entry(other.classic(), &cursor);
+        const tbs_acl_ent_t *ours = theirs ? tbs_acl_find_entry(classic(), &theirs->id) : nullptr;
+        return ours ? std::optional(ours->perms) : std::nullopt;
+    }
+    const tbs_acl_cooked_ent_t *theirs = tbs_sid_acl_next_entry(other.by_sid(), &cursor);
+    const tbs_acl_cooked_ent_t *ours = theirs ? tbs_sid_acl_find_entry(by_sid(), &theirs->id) : nullptr;
+    return ours ? std::optional(ours->perms) : std::nullopt;
+}
+
+bool acl_list::equals(const acl_list &other) const {
+    if (is_classic_) {
+        const tbs_acl_h_t ours = classic(), theirs = other.classic();
+        return tbs_acl_cmp_acl(&ours, &theirs) && tbs_acl_cmp_acl(&theirs, &ours);
+    }
+    const tbs_sid_acl_h_t ours = by_sid(), theirs = other.by_sid();
+    return tbs_sid_acl_cmp_acl(&ours, &theirs) && tbs_sid_acl_cmp_acl(&theirs, &ours);
+}
+
+} // namespace tool

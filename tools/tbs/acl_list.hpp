@@ -1,0 +1,64 @@
+// acl_list.hpp - an ACL read from a file, in the form that the user chose.
+#ifndef TOOLS_TBS_ACL_LIST_HPP
+#define TOOLS_TBS_ACL_LIST_HPP
+
+#include "tbs/tbs_acl.h"
+#include "tool.hpp"
+#include "vocabulary.hpp"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tool {
+
+using owned_acl = owned<tbs_acl_h_t, tbs_acl_free>;
+using owned_sid_acl = owned<tbs_sid_acl_h_t, tbs_sid_acl_free>;
+
+// What the commands on ACL files share: options --classic, --permissions, --json.
+struct acl_options {
+    bool classic = false;
+    bool as_json = false;
+    std::optional<std::string> permissions;
+
+    void add_to(CLI::App &command);
+};
+
+struct acl_entry {
+    tbs_acl_id_kind_t kind;
+    std::string identity; // "User:DOMAIN\name"
+    tbs_acl_permission_set_t perms;
+};
+
+class acl_list {
+public:
+    // Reads a file. Throws failure; the library has printed what is wrong with the line.
+    acl_list(const std::string &path, bool classic, const vocabulary &words);
+
+    [[nodiscard]] const std::string &path() const { return path_; }
+    [[nodiscard]] bool is_classic() const { return is_classic_; }
+    [[nodiscard]] const char *form() const { return is_classic_ ? "classic" : "sid"; }
+    [[nodiscard]] tbs_acl_h_t classic() const { return classic_.get(); }   // NULL in the SID form
+    [[nodiscard]] tbs_sid_acl_h_t by_sid() const { return by_sid_.get(); } // NULL in the classic form
+    // In stored order.
+    [[nodiscard]] const std::vector<acl_entry> &entries() const { return entries_; }
+
+    // Permissions that this ACL gives to the identity of another's entry (same form); nothing when it has no entry.
+    [[nodiscard]] std::optional<tbs_acl_permission_set_t> perms_of(const acl_list &other, size_t position) const;
+    // Whether the library finds both ACLs equal, in both directions.
+    [[nodiscard]] bool equals(const acl_list &other) const;
+
+private:
+    std::string path_;
+    bool is_classic_;
+    owned_acl classic_;
+    owned_sid_acl by_sid_;
+    std::vector<acl_entry> entries_;
+};
+
+// Text of a SID identity. An account that no source can name any more is shown by its SID.
+std::string identity_text(const tbs_sid_acl_id_t &id);
+
+} // namespace tool
+
+#endif

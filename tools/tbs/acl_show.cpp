@@ -1,0 +1,50 @@
+// tbs acl show: the entries of an ACL file as the library understands them.
+#include "acl_list.hpp"
+
+namespace tool {
+namespace {
+
+struct options {
+    acl_options acl;
+    std::string file;
+};
+
+int show(const options &o) {
+    const vocabulary words(o.acl.permissions);
+    const acl_list acl(o.file, o.acl.classic, words);
+    if (o.acl.as_json) {
+        json entries = json::array();
+        for (const acl_entry &entry : acl.entries()) {
+            entries.push_back({{"kind", tbs_acl_utl_id_kind_to_str(entry.kind)},
+                               {"identity", entry.identity},
+                               {"permissions", words.as_json(entry.perms)}});
+        }
+        print_json({{"file", acl.path()},
+                    {"form", acl.form()},
+                    {"entries", std::move(entries)},
+                    {"exit_status", exit_done}});
+        return exit_done;
+    }
+    if (acl.entries().empty()) {
+        print("# <empty acl>");
+        end_line();
+    }
+    for (const acl_entry &entry : acl.entries()) {
+        print_padded(entry.identity, 40);
+        print(words.text(entry.perms));
+        end_line();
+    }
+    return exit_done;
+}
+
+} // namespace
+
+void add_acl_show(CLI::App &parent, action &chosen) {
+    const auto o = std::make_shared<options>();
+    CLI::App &command = *parent.add_subcommand("show", "Show the entries of an ACL file");
+    command.add_option("file", o->file, "ACL file")->required()->type_name("FILE");
+    o->acl.add_to(command);
+    command.callback([o, &chosen] { chosen = [o] { return show(*o); }; });
+}
+
+} // namespace tool

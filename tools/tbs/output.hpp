@@ -1,0 +1,72 @@
+// output.hpp - what the tool writes: lines of text, JSON, failures.
+//
+// Text goes through the libraries' message layer, which shows control characters in inserted texts: a name cannot
+// forge a line. Bold is that layer's emphasis: seen on a terminal without NO_COLOR, left out elsewhere.
+#ifndef TOOLS_TBS_OUTPUT_HPP
+#define TOOLS_TBS_OUTPUT_HPP
+
+#include "ks/ks_imsg.h"
+#include "tool.hpp"
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tool {
+
+// Keys in the order in which they are written.
+using json = nlohmann::ordered_json;
+
+// Columns that lines are wrapped to.
+constexpr size_t line_width = 100;
+
+// Columns of a text on a terminal: one for each character.
+size_t width_of(std::string_view text);
+
+// Writes part of a line.
+void print(std::string_view text);
+void print_bold(std::string_view text);
+// Writes a text and blanks up to `width` columns, at least one.
+void print_padded(std::string_view text, size_t width);
+void end_line();
+
+// Writes a text that begins at column `column`, wrapped at blanks and behind commas, its other lines
+// indented to `indent`; ends the line.
+void print_wrapped(std::string_view text, size_t column, size_t indent);
+
+// Writes a JSON value: ASCII only, indented by two, a newline behind it. Throws failure when it cannot be written.
+void print_json(const json &value);
+
+// A message that a library printed while the collector lived.
+struct collected_message {
+    int severity;
+    std::string module;
+    int number; // 0 for a literal text
+    std::string text;
+};
+
+// Takes the libraries' warnings and errors for the JSON answer; traces still go to standard error.
+class message_collector {
+public:
+    message_collector() { imsg_set_sink(&message_collector::take, this); }
+    ~message_collector() { imsg_set_sink(nullptr, nullptr); }
+    message_collector(const message_collector &) = delete;
+    message_collector &operator=(const message_collector &) = delete;
+
+    [[nodiscard]] const std::vector<collected_message> &messages() const { return messages_; }
+
+private:
+    static void take(void *context, int severity, const char *module, const imsg_table_t *table, uint32_t index,
+                     const char *text) noexcept;
+
+    std::vector<collected_message> messages_;
+};
+
+// Reports a failure as text on standard error, or as a JSON object on standard output with what the libraries said.
+void report_text(const failure &error);
+void report_json(const failure &error, const std::vector<collected_message> &messages);
+
+} // namespace tool
+
+#endif

@@ -1,0 +1,29 @@
+// text_file.hpp - strict reading of the small text files that the tool is given.
+#ifndef TOOLS_TBS_TEXT_FILE_HPP
+#define TOOLS_TBS_TEXT_FILE_HPP
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tool {
+
+struct text_line {
+    size_t number; // from 1
+    std::string text;
+};
+
+// Goes through a file and refuses what is no text: a directory, a NUL, bytes that are not UTF-8, a line of more than
+// 1023 bytes. Throws failure with file, line and remedy.
+void check_text_file(const std::string &path);
+
+// Reads a file of at most 1 MiB after the same checks. Gives the lines that are neither blank nor comments ("#"),
+// without the white space around them; other control characters are refused.
+std::vector<text_line> read_text_file(const std::string &path);
+
+// The text without blanks and TABs around it.
+std::string_view trimmed(std::string_view text);
+
+} // namespace tool
+
+#endif
