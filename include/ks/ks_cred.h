@@ -45,6 +45,7 @@ KS_API int credutl_sid_eq(const credutl_sid_t *a, const credutl_sid_t *b) KS_NOE
  * Hashes all 34 bytes of a SID. Salted for each process: never store or send it.
  *
  * @param sid  the SID; 0 for NULL.
+ * @return    the hash.
  */
 KS_API uint64_t credutl_sid_hash(const credutl_sid_t *sid) KS_NOEXCEPT;
 
@@ -87,6 +88,7 @@ KS_API int credutl_crack_fq_name(const char *fq_name, char *domain, size_t domai
  *
  * @param domain  NULL counts as "".
  * @param name    NULL counts as "".
+ * @return  the hash.
  */
 KS_API uint64_t credutl_name_hash(const char *domain, const char *name) KS_NOEXCEPT;
 
