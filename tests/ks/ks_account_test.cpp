@@ -21,7 +21,6 @@
 #include <pwd.h>
 #include <spawn.h>
 #include <string>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
@@ -204,19 +203,6 @@ TEST_F(Accounts, IdWithoutAnAccountStillHasItsSid) {
     EXPECT_EQ(credutl_account_by_sid(CREDUTL_USER, &out, &account), KS_ENOENT);
     EXPECT_EQ(credutl_gid_to_sid(id, &out), 0);
     EXPECT_EQ(sid_text(out), "S-1-22-2-" + std::to_string(id));
-}
-
-TEST_F(Accounts, HostsDatabaseThatCannotBeReadIsAnErrorAndNotKept) {
-    ASSERT_EQ(by_name(CREDUTL_USER, "CORP\\alice"), 0);
-    ASSERT_EQ(by_name(CREDUTL_GROUP, "no-such-group-1"), KS_ENOENT);
-    rlimit before;
-    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
-    const rlimit none{0, before.rlim_max};
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
-    const int error = by_name(CREDUTL_USER, "root");
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
-    EXPECT_EQ(error, KS_EIO);
-    EXPECT_EQ(by_name(CREDUTL_USER, "root"), 0);
 }
 
 TEST_F(Accounts, FileTakesALocalNameOver) {

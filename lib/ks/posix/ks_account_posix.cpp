@@ -2,6 +2,7 @@
 
 #include "internal/ks_os.hpp"
 #include "ks/ks_errno.h"
+#include "posix/ks_account_database.hpp"
 #include "posix/ks_account_sources.hpp"
 
 #include <algorithm>
@@ -18,9 +19,6 @@
 
 namespace ks::os {
 namespace {
-
-constexpr size_t first_buffer = 1024;
-constexpr size_t max_buffer = size_t{64} << 20; // a group entry lists its members
 
 class descriptor {
 public:
@@ -76,30 +74,6 @@ int read_all(int fd, size_t limit, std::string &bytes) {
             return used > limit ? KS_EFBIG : 0;
         }
         used += static_cast<size_t>(got);
-    }
-}
-
-// Calls one of the re-entrant functions of the account database with a growing buffer. query(buffer, size, entry)
-// gives its result; entry says whether one was found.
-template <class Entry, class Query> int ask_database(std::vector<char> &buffer, Entry *&entry, Query &&query) {
-    buffer.resize(first_buffer);
-    for (;;) {
-        entry = nullptr;
-        const int error = query(buffer.data(), buffer.size(), &entry);
-        if (error == ERANGE && buffer.size() < max_buffer) {
-            buffer.resize(4 * buffer.size());
-            continue;
-        }
-        if (error == EINTR) {
-            continue;
-        }
-        if (entry) {
-            return 0;
-        }
-        if (error == 0 || error == ENOENT || error == ESRCH) {
-            return KS_ENOENT;
-        }
-        return error == ENOMEM ? KS_ENOMEM : KS_EIO;
     }
 }
 
