@@ -11,20 +11,21 @@ namespace {
 
 constexpr std::string_view reserved = "(reserved)\n"; // entries that nothing prints
 
+// gencat takes any number of octal digits: a digit behind an octal escape is escaped itself.
 void print_quoted(std::string_view text) {
+    bool octal = false;
     std::putchar('"');
     for (const char c : text) {
-        switch (c) {
-        case '\n': std::fputs("\\n", stdout); break;
-        case '\t': std::fputs("\\t", stdout); break;
-        case '"':
-        case '\\': std::printf("\\%c", c); break;
-        default:
-            if (static_cast<unsigned char>(c) < ' ') {
-                std::printf("\\%03o", static_cast<unsigned>(c));
-            } else {
-                std::putchar(c);
-            }
+        const bool control = static_cast<unsigned char>(c) < ' ' && c != '\n' && c != '\t';
+        octal = control || (octal && c >= '0' && c <= '7');
+        if (octal) {
+            std::printf("\\%03o", static_cast<unsigned>(c));
+        } else if (c == '\n' || c == '\t') {
+            std::printf("\\%c", c == '\n' ? 'n' : 't');
+        } else if (c == '"' || c == '\\') {
+            std::printf("\\%c", c);
+        } else {
+            std::putchar(c);
         }
     }
     std::putchar('"');
@@ -50,7 +51,7 @@ int main() {
     std::puts(
         "$ codeset=UTF-8\n"
         "$ Messages of the library. A translation keeps the conversions (%s, %d ...) in kind and order; entries\n"
-        "$ that do not are ignored. \\001\\0011B and \\001\\0010B switch bold on and off.\n"
+        "$ that do not are ignored. \\001\\001\\061B and \\001\\001\\060B switch bold on and off.\n"
         "$quote \"");
     for (const imsg_table_t *table : tables) print_set(*table);
     return std::fflush(stdout) != 0 || std::ferror(stdout);
