@@ -8,8 +8,9 @@
  * Threads: functions that only read an ACL may run in several threads at once on one ACL, but for
  * tbs_acl_check_permission(), which may fill the classic ACL's cache. Functions that change an ACL want it alone.
  *
- * The records are public for reading. Change entries through the functions: they keep a look-up index beside the
- * array of a long list. The permission set of an entry may be changed in place; its identity may not.
+ * The records are public for reading. Handles come from the functions here and from nowhere else: more stands behind
+ * them than the records show. Change entries through the functions: they keep a look-up index beside the array of a
+ * long list. The permission set of an entry may be changed in place; its identity may not.
  */
 #ifndef TBS_ACL_H
 #define TBS_ACL_H

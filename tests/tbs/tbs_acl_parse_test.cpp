@@ -284,11 +284,9 @@ TYPED_TEST(AclFile, TakesTheLongestIdentityThatAPieceHolds) {
 TYPED_TEST(AclFile, IsReadTheSameWhereverAnEntryBegins) {
     const std::string entry = "Role:" + std::string(1023 - 5 - 5, 'r') + " Read";
     for (size_t block = 2048; block <= 65536; block *= 2) { // sizes in which files are read
-        for (size_t offset = block - 1030; offset < block + 4;
-             offset += offset < block - 1015 || offset >= block - 5 ? 1 : 100) {
-            ASSERT_EQ(this->parse(std::string(offset, '\n') + entry + "\nEveryone: Read").acl,
-                      entry + "\nEveryone: Read")
-                << offset;
+        for (const size_t before_its_end : {1030, 1025, 1024, 1023, 1022, 1021, 1020, 500, 10, 5, 4, 1, 0}) {
+            const std::string blank_lines(block - before_its_end, '\n');
+            EXPECT_EQ(this->parse(blank_lines + entry + "\nEveryone: Read").acl, entry + "\nEveryone: Read");
         }
     }
 }
