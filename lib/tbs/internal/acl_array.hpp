@@ -46,7 +46,7 @@ template <class E> void reserve_one(E *&elements, uint64_t count) {
     const uint64_t capacity = elements ? header_of(elements)->capacity : 0;
     if (count < capacity) return;
     E *larger = new_array<E>(grown_capacity(count, capacity));
-    if (count) std::memcpy(larger, elements, count * sizeof(E));
+    if (elements) std::memcpy(larger, elements, count * sizeof(E));
     free_array(elements);
     elements = larger;
 }
