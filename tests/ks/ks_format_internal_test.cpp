@@ -61,7 +61,7 @@ template <class... A> std::string libc(const char *fmt, A... arguments) {
 
 const std::vector<std::string> flag_sets = {"",   "-",  "+",  " ",  "#",  "0",  "-+",
                                             "+0", " 0", "#0", "-#", "+ ", "-0", "+-#0"};
-const std::vector<std::string> widths = {"", "1", "3", "12", "30"};
+const std::vector<std::string> widths = {"", "3", "30"};
 const std::vector<std::string> precisions = {"", ".", ".0", ".1", ".5", ".25"};
 
 // Each combination of flags, width and precision with one length and conversion.

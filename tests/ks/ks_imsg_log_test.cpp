@@ -27,6 +27,8 @@
 #include <unistd.h>
 #include <vector>
 
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+
 // ---- the system's functions that a log uses, as this program sees them
 
 namespace {
