@@ -1,0 +1,202 @@
+#include "ezrpc/ezrpc_xdr.h"
+
+#include "ks/ks_stg.h"
+#include "ks/ks_xdr.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <utility>
+
+namespace {
+
+constexpr uint32_t unit = BYTES_PER_XDR_UNIT;
+constexpr uint32_t first_piece = 4096; // bytes taken before anything has arrived
+constexpr u_int no_maximum = std::numeric_limits<u_int>::max();
+
+// One level of objects within objects. Releasing has no limit: what was built must go.
+class level {
+public:
+    explicit level(const XDR *stream) : ok(stream->x_op == XDR_FREE || depth < EZRPC_NESTING_LIMIT) { depth++; }
+    ~level() { depth--; }
+    level(const level &) = delete;
+    level &operator=(const level &) = delete;
+    const bool ok;
+
+private:
+    static constinit thread_local unsigned depth;
+};
+constinit thread_local unsigned level::depth = 0;
+
+// ---- texts
+
+constexpr uint32_t padding(uint32_t length) { return (unit - length % unit) % unit; }
+
+bool skip_padding(XDR *stream, uint32_t length) {
+    char ignored[unit];
+    const uint32_t size = padding(length);
+    return size == 0 || XDR_GETBYTES(stream, ignored, size);
+}
+
+bool send_text(XDR *stream, const char *text, u_int max) {
+    const size_t length = text ? std::strlen(text) : 0;
+    if (length > max) return false;
+    auto sent = static_cast<uint32_t>(length);
+    return xdr_u_int(stream, &sent) && xdr_opaque(stream, const_cast<char *>(text), sent);
+}
+
+// Reads characters into memory that grows as they arrive, with a terminator. NULL when they do not, or for no memory.
+char *arriving_text(XDR *stream, uint32_t length) {
+    uint32_t left = 0;
+    const bool known = xdr_ks_bytes_left(stream, &left);
+    if (known && left < length) return nullptr;
+    size_t capacity = known ? length : std::min(length, first_piece);
+    auto *text = static_cast<char *>(stg_malloc(capacity + 1));
+    for (size_t got = 0; text;) {
+        if (!XDR_GETBYTES(stream, text + got, static_cast<u_int>(capacity - got))) break;
+        text[got = capacity] = '\0';
+        if (got == length) return text;
+        capacity = std::min<size_t>(length, 2 * capacity);
+        auto *larger = static_cast<char *>(stg_malloc(capacity + 1));
+        if (!larger) break;
+        std::memcpy(larger, text, got);
+        stg_free(std::exchange(text, larger));
+    }
+    stg_free(text);
+    return nullptr;
+}
+
+bool receive_text(XDR *stream, char **text, u_int max) {
+    uint32_t length = 0;
+    if (!xdr_u_int(stream, &length) || length > max) return false;
+    if (length == 0 && !*text) {
+        *text = const_cast<char *>(stg_empty_string);
+        return true;
+    }
+    char *fresh = nullptr;
+    if (*text) {
+        if (!XDR_GETBYTES(stream, *text, length)) return false;
+        (*text)[length] = '\0';
+    } else {
+        fresh = arriving_text(stream, length);
+        if (!fresh) return false;
+    }
+    const char *received = fresh ? fresh : *text;
+    if (std::memchr(received, '\0', length) || !skip_padding(stream, length)) {
+        stg_free(fresh);
+        return false;
+    }
+    if (fresh) *text = fresh;
+    return true;
+}
+
+// ---- arrays
+
+// Passes elements one by one; "one" takes the address of an element.
+template <class One> bool each(char *elements, u_int first, u_int last, u_int size, One one) {
+    for (u_int i = first; i < last; i++) {
+        if (!one(elements + size_t{i} * size)) return false;
+    }
+    return true;
+}
+
+// Elements for which memory is taken before they arrive.
+u_int first_capacity(const XDR *stream, u_int count, u_int size) {
+    uint32_t left = 0;
+    const u_int capacity = std::min(count, std::max(first_piece / std::max(size, 1u), 1u));
+    return xdr_ks_bytes_left(stream, &left) ? std::min(capacity, left / unit + 1) : capacity;
+}
+
+// Decodes into an array that grows as the elements arrive; array and count agree at every moment.
+template <class One>
+bool receive_growing(XDR *stream, char *&elements, u_int &count, u_int wanted, u_int size, One one) {
+    count = 0;
+    u_int capacity = first_capacity(stream, wanted, size);
+    for (u_int done = 0; done < wanted;) {
+        auto *larger = static_cast<char *>(stg_calloc(capacity, size));
+        if (!larger) return false;
+        if (done) std::memcpy(larger, elements, size_t{done} * size);
+        stg_free(std::exchange(elements, larger));
+        count = capacity;
+        if (!each(elements, done, capacity, size, one)) return false;
+        done = capacity;
+        capacity = capacity > wanted / 2 ? wanted : 2 * capacity;
+    }
+    return true;
+}
+
+template <class One> bool_t pass_array(XDR *stream, char **elements, u_int *count, u_int max, u_int size, One one) {
+    if (!stream || !elements || !count) return FALSE;
+    const level nesting(stream);
+    if (stream->x_op == XDR_FREE) {
+        if (*elements) each(*elements, 0, *count, size, one);
+        stg_free(std::exchange(*elements, nullptr));
+        *count = 0;
+        return TRUE;
+    }
+    u_int number = *count;
+    if (!nesting.ok || !xdr_u_int(stream, &number) || number > max) return FALSE;
+    if (stream->x_op == XDR_DECODE && !*elements)
+        return receive_growing(stream, *elements, *count, number, size, one);
+    if (number && !*elements) return FALSE;
+    *count = number;
+    return each(*elements, 0, number, size, one);
+}
+
+// One element that is a pointer to an object.
+bool pass_pointed(XDR *stream, char *&object, u_int size, xdrproc_t proc) {
+    if (stream->x_op == XDR_DECODE && !object) object = static_cast<char *>(stg_calloc(1, size));
+    if (!object) return stream->x_op == XDR_FREE;
+    const bool passed = proc(stream, object, no_maximum);
+    if (stream->x_op == XDR_FREE) stg_free(std::exchange(object, nullptr));
+    return passed;
+}
+
+} // namespace
+
+extern "C" bool_t xdr_ez_string8(XDR *stream, char **text, u_int max) noexcept {
+    if (!stream || !text) return FALSE;
+    switch (stream->x_op) {
+    case XDR_ENCODE: return send_text(stream, *text, max);
+    case XDR_DECODE: return receive_text(stream, text, max);
+    case XDR_FREE: stg_free(std::exchange(*text, nullptr)); return TRUE;
+    }
+    return FALSE;
+}
+
+extern "C" bool_t xdr_ez_array(XDR *stream, char **elements, u_int *count, u_int max, u_int size,
+                               xdrproc_t element) noexcept {
+    if (!element) return FALSE;
+    return pass_array(stream, elements, count, max, size,
+                      [=](char *at) { return element(stream, at, no_maximum) != FALSE; });
+}
+
+extern "C" bool_t xdr_ez_parray(XDR *stream, char **objects, u_int *count, u_int max, u_int size,
+                                xdrproc_t object) noexcept {
+    if (!object) return FALSE;
+    return pass_array(stream, objects, count, max, sizeof(char *),
+                      [=](char *at) { return pass_pointed(stream, *reinterpret_cast<char **>(at), size, object); });
+}
+
+extern "C" bool_t xdr_ez_pointer(XDR *stream, char **object, u_int size, xdrproc_t proc) noexcept {
+    if (!stream || !object || !proc) return FALSE;
+    const level nesting(stream);
+    if (stream->x_op == XDR_FREE) return pass_pointed(stream, *object, size, proc);
+    bool_t present = *object != nullptr;
+    if (!nesting.ok || !xdr_bool(stream, &present)) return FALSE;
+    if (present) return pass_pointed(stream, *object, size, proc);
+    *object = nullptr;
+    return TRUE;
+}
+
+extern "C" bool_t xdr_ez_vector(XDR *stream, char *elements, u_int count, u_int size, xdrproc_t element) noexcept {
+    if (!stream || (!elements && count) || !element) return FALSE;
+    return each(elements, 0, count, size, [=](char *at) { return element(stream, at, no_maximum) != FALSE; });
+}
+
+extern "C" void xdr_ez_free(xdrproc_t proc, void *object) noexcept {
+    if (!proc || !object) return;
+    XDR stream = {};
+    stream.x_op = XDR_FREE;
+    proc(&stream, object, no_maximum);
+}
