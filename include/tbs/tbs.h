@@ -7,6 +7,8 @@
 #include "tbs_acl.h"
 #include "tbs_msg.h"
 #include "tbs_status.h"
+#include "tbs_text_mode.h"
 #include "tbs_types.h"
+#include "tbs_uuid.h"
 
 #endif
