@@ -5,10 +5,12 @@
 #define TBS_H
 
 #include "tbs_acl.h"
+#include "tbs_fstat.h"
 #include "tbs_msg.h"
 #include "tbs_status.h"
 #include "tbs_text_mode.h"
 #include "tbs_types.h"
 #include "tbs_uuid.h"
+#include "tbs_xdr.h"
 
 #endif

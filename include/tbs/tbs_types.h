@@ -20,4 +20,19 @@
 /** Truth value: 0 or 1. */
 typedef int32_t tbs_boolean_t;
 
+/** One byte. On the wire it takes a whole 32-bit unit. */
+typedef uint8_t tbs_byte_t;
+
+/** Number of an object in its database. */
+typedef uint32_t tbs_dbid_t;
+
+/** Generation number of a repository object. */
+typedef uint32_t vob_gen_num_t;
+
+/** Kind of a repository object. */
+typedef int32_t vob_mtype_t;
+
+/** Set of deliveries to be notified of. */
+typedef uint32_t tbs_notify_delivery_mask_t;
+
 #endif

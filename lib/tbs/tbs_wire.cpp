@@ -1,0 +1,152 @@
+#include "internal/wire.hpp"
+
+#include "ezrpc/ezrpc_xdr.h"
+#include "ks/ks_errno.h"
+
+#include <algorithm>
+
+namespace tbs::wire {
+namespace {
+
+constexpr size_t first_piece = 4096; // bytes taken for elements of which none has arrived
+
+char *as_chars(const uint8_t *bytes) { return reinterpret_cast<char *>(const_cast<uint8_t *>(bytes)); }
+
+// A larger array with the elements so far; throws when there is no memory, the array as it was.
+void grow(void *&array, size_t used, size_t capacity, size_t size) {
+    void *larger = stg_calloc(capacity, size);
+    if (!larger) throw std::bad_alloc();
+    if (used) std::memcpy(larger, array, used * size);
+    stg_free(std::exchange(array, larger));
+}
+
+} // namespace
+
+bool pass_text(XDR *xdrs, char **text, uint32_t max) {
+    ks_errno = 0;
+    if (xdr_ez_string8(xdrs, text, max)) return true;
+    if (ks_errno == KS_ENOMEM) throw std::bad_alloc();
+    return false;
+}
+
+bool window::open(size_t size) {
+    if (size > std::numeric_limits<u_int>::max()) return false;
+    position_ = XDR_GETPOS(xdrs_);
+    auto *bytes = reinterpret_cast<cursor>(XDR_INLINE(xdrs_, static_cast<u_int>(size)));
+    if (!bytes) return false;
+    start_ = bytes;
+    end_ = bytes + size;
+    return in_place_ = true;
+}
+
+bool window::close(const uint8_t *at) {
+    return at == end_ || XDR_SETPOS(xdrs_, position_ + static_cast<uint32_t>(at - start_));
+}
+
+// ---- encoding
+
+bool sink::settle(const uint8_t *at) {
+    if (in_place_) return close(at);
+    return at == start_ || XDR_PUTBYTES(xdrs_, as_chars(start_), static_cast<u_int>(at - start_));
+}
+
+cursor sink::more(cursor at, size_t size) {
+    if (!settle(at)) return nullptr;
+    uint32_t left = 0;
+    xdr_ks_bytes_left(xdrs_, &left);
+    if (open(std::max<size_t>(left, size))) return start_;
+    in_place_ = false;
+    start_ = staging_;
+    end_ = staging_ + staging_size;
+    return start_;
+}
+
+cursor sink::longer_text(cursor at, const char *characters, uint32_t max) {
+    const size_t length = std::strlen(characters);
+    if (length > max) return nullptr;
+    const size_t size = unit + padded(length);
+    if (ahead(at) < size) {
+        if (!settle(at)) return nullptr;
+        restart();
+        return pass_text(xdrs_, const_cast<char **>(&characters), max) ? begin() : nullptr;
+    }
+    store(at, static_cast<uint32_t>(length));
+    std::memset(at + size - unit, 0, unit);
+    std::memcpy(at + unit, characters, length);
+    return at + size;
+}
+
+cursor sink::elements(cursor at, const void *first, size_t count, const shape &kind) {
+    const level nested(*this);
+    return nested.ok() ? kind.put(*this, at, first, count) : nullptr;
+}
+
+// ---- decoding
+
+bool source::settle(const uint8_t *at) { return !in_place_ || close(at); }
+
+cursor source::look(cursor at) {
+    uint32_t left = 0;
+    if (!settle(at)) return nullptr;
+    restart();
+    return xdr_ks_bytes_left(xdrs_, &left) && left >= unit && open(left) ? start_ : begin();
+}
+
+cursor source::more(cursor at, size_t size) {
+    at = look(at);
+    if (!at || ahead(at) >= size) return at;
+    if (in_place_) return refuse(at); // all that is left is in the window
+    if (open(size)) return start_;
+    if (!XDR_GETBYTES(xdrs_, as_chars(staging_), static_cast<u_int>(size))) return nullptr;
+    end_ = staging_ + size;
+    return start_;
+}
+
+cursor source::cut(std::initializer_list<size_t> widths) {
+    if (!stopped_) return nullptr;
+    for (const size_t width : widths) {
+        if (ahead(stopped_) < width) break;
+        stopped_ += width;
+    }
+    return nullptr;
+}
+
+cursor source::longer_text(cursor at, char *&characters, uint32_t max) {
+    if (ahead(at) < unit) {
+        if (in_place_) return refuse(at);
+        return pass_text(xdrs_, &characters, max) ? at : nullptr;
+    }
+    const size_t length = load(at);
+    if (length > max) return refuse(at);
+    at += unit;
+    if (ahead(at) < padded(length)) return refuse(at);
+    auto *memory = static_cast<char *>(stg_malloc(length + 1));
+    if (!memory) throw std::bad_alloc();
+    std::memcpy(memory, at, length);
+    memory[length] = '\0';
+    characters = memory;
+    return std::memchr(memory, '\0', length) ? refuse(at) : at + padded(length);
+}
+
+uint32_t source::expected(const uint8_t *at, uint32_t wanted, size_t size, size_t least) const {
+    const size_t capacity = in_place_ ? ahead(at) / least + 1 : std::max<size_t>(first_piece / size, 1);
+    return static_cast<uint32_t>(std::min<size_t>(wanted, capacity));
+}
+
+cursor source::elements(cursor at, uint32_t wanted, void *&array, uint32_t &count, const shape &kind) {
+    const level nested(*this);
+    if (!nested.ok()) return refuse(at);
+    if (wanted && ahead(at) < unit && !(at = look(at))) return nullptr;
+    uint32_t capacity = expected(at, wanted, kind.size, kind.least);
+    for (uint32_t done = 0; done < wanted;) {
+        grow(array, done, capacity, kind.size);
+        count = capacity;
+        at = kind.get(*this, at, static_cast<char *>(array) + done * kind.size, capacity - done);
+        if (!at) return nullptr;
+        done = capacity;
+        capacity = capacity > wanted / 2 ? wanted : 2 * capacity;
+    }
+    return at;
+}
+
+} // namespace tbs::wire
