@@ -18,6 +18,7 @@
 #include "../ks/ks_cred.h"
 #include "../ks/ks_imsg.h"
 #include "../ks/ks_str.h"
+#include "../ks/ks_xdr.h"
 #include "tbs_status.h"
 #include <stdio.h>
 
@@ -646,6 +647,144 @@ TBS_API tbs_status_t tbs_sid_acl_check_permission_creds(tbs_sid_acl_h_t acl, tbs
                                                         const credutl_sid_t *owner_user,
                                                         const credutl_sid_t *owner_group,
                                                         tbs_boolean_t *granted_out) TBS_NOEXCEPT;
+
+/* ---- bytes: self-contained encodings ------------------------------------------------------------------------- */
+
+/**
+ * Encodes a classic ACL as bytes that tbs_acl_decode() reads: a format version, the entries (XDR).
+ *
+ * @param acl              the ACL.
+ * @param[out] length_out  number of bytes.
+ * @param[out] buffer_out  the bytes, released with stg_free(). Both results are untouched on failure.
+ * @retval 0               encoded
+ * @retval TBS_ST_ENOMEM   no memory, or the encoding needs more than 544 bytes an entry and 152 beside; printed alike
+ * @retval TBS_ST_EINVAL   a pointer is NULL
+ */
+TBS_API tbs_status_t tbs_acl_encode(tbs_acl_h_t acl, uint32_t *length_out, void **buffer_out) TBS_NOEXCEPT;
+
+/**
+ * Encodes a SID ACL; as tbs_acl_encode(), with 652 bytes an entry. Only Domain identities carry their domain and only
+ * roles their name.
+ *
+ * @return  the status.
+ */
+TBS_API tbs_status_t tbs_sid_acl_encode(tbs_sid_acl_h_t acl, uint32_t *length_out, void **buffer_out) TBS_NOEXCEPT;
+
+/**
+ * Decodes what tbs_acl_encode() has made. Every entry goes through tbs_acl_set_entry(): an identity that stands twice
+ * becomes one entry with the later permissions. Bytes behind the encoding are ignored.
+ *
+ * @param length        number of bytes.
+ * @param buffer        the bytes, from anybody.
+ * @param[out] acl_out  the ACL, released with tbs_acl_free(); untouched on failure.
+ * @retval 0               decoded
+ * @retval TBS_ST_ERROR    not an encoding: "tbs_acl_decode: Problem decoding (possibly corrupt) ACL at or around byte
+ *                         offset N", N being where the first item stands that is cut off or refused; or an entry's
+ *                         identity is not valid (its message is printed)
+ * @retval TBS_ST_EINVAL   an entry cannot be set (its message is printed), or a pointer is NULL
+ * @retval TBS_ST_ENOMEM   no memory
+ */
+TBS_API tbs_status_t tbs_acl_decode(uint32_t length, const void *buffer, tbs_acl_h_t *acl_out) TBS_NOEXCEPT;
+
+/**
+ * Decodes what tbs_sid_acl_encode() has made: the entries as they come, neither checked nor merged. Bytes behind the
+ * encoding are ignored; an encoding of no list gives an empty ACL.
+ *
+ * @param length        number of bytes.
+ * @param buffer        the bytes, from anybody.
+ * @param[out] acl_out  the ACL, released with tbs_sid_acl_free(); untouched on failure.
+ * @return  0, TBS_ST_ERROR with the message of tbs_acl_decode() under "tbs_sid_acl_decode", TBS_ST_EINVAL or
+ *          TBS_ST_ENOMEM.
+ */
+TBS_API tbs_status_t tbs_sid_acl_decode(uint32_t length, const void *buffer, tbs_sid_acl_h_t *acl_out) TBS_NOEXCEPT;
+
+/* ---- plain forms --------------------------------------------------------------------------------------------- */
+
+/** A classic ACL as a record of the caller's. What tbs_acl_get_acl() fills has no hidden parts and no cooked list. */
+typedef struct tbs_acl tbs_acl_t;
+
+/**
+ * Copies a classic ACL's entries into a plain record.
+ *
+ * @param acl             the ACL.
+ * @param[out] plain_out  count and entries; release each identity with tbs_acl_free_id(), then the array (NULL when
+ *                        empty, without a header) with stg_free(). Untouched on failure.
+ * @retval 0               copied
+ * @retval TBS_ST_ENOMEM   no memory
+ * @retval TBS_ST_EINVAL   a pointer is NULL
+ */
+TBS_API tbs_status_t tbs_acl_get_acl(tbs_acl_h_t acl, tbs_acl_t *plain_out) TBS_NOEXCEPT;
+
+/**
+ * Makes a classic ACL of a plain record: its entries as they are, neither checked nor merged, without a cooked list.
+ *
+ * @param[out] acl_out  the ACL, released with tbs_acl_free_acl(); untouched on failure.
+ * @param plain         count and entries.
+ * @retval 0               made
+ * @retval TBS_ST_ENOMEM   no memory
+ * @retval TBS_ST_EINVAL   a pointer is NULL, or the entries are with a count
+ */
+TBS_API tbs_status_t tbs_acl_set_acl(tbs_acl_h_t *acl_out, const tbs_acl_t *plain) TBS_NOEXCEPT;
+
+/** Releases an ACL of tbs_acl_set_acl() and sets the variable to NULL. */
+TBS_API void tbs_acl_free_acl(tbs_acl_h_t *acl_variable) TBS_NOEXCEPT;
+
+/**
+ * Copies a SID ACL's entries into a plain list; as tbs_acl_get_acl().
+ *
+ * @param acl             the ACL.
+ * @param[out] plain_out  the list, released by xdr_tbs_acl_cooked_info_t() in the free direction.
+ * @return  the status.
+ */
+TBS_API tbs_status_t tbs_sid_acl_get_acl(tbs_sid_acl_h_t acl, tbs_acl_cooked_info_t *plain_out) TBS_NOEXCEPT;
+
+/** Makes a SID ACL of a plain list, whose array needs no header; as tbs_acl_set_acl(). @return the status. */
+TBS_API tbs_status_t tbs_sid_acl_set_acl(tbs_sid_acl_h_t *acl_out, const tbs_acl_cooked_info_t *plain) TBS_NOEXCEPT;
+
+/** Releases an ACL of tbs_sid_acl_set_acl() and sets the variable to NULL. */
+TBS_API void tbs_sid_acl_free_acl(tbs_sid_acl_h_t *acl_variable) TBS_NOEXCEPT;
+
+/* ---- XDR: see tbs_xdr.h for what the routines have in common ------------------------------------------------- */
+
+/** An identity's kind; unknown ones pass. */
+TBS_API bool_t xdr_tbs_acl_id_kind_t(XDR *stream, tbs_acl_id_kind_t *kind) TBS_NOEXCEPT;
+/** A permission set. */
+TBS_API bool_t xdr_tbs_acl_permission_set_t(XDR *stream, tbs_acl_permission_set_t *perms) TBS_NOEXCEPT;
+/** A classic identity: kind, domain, name. */
+TBS_API bool_t xdr_tbs_acl_id_t(XDR *stream, tbs_acl_id_t *id) TBS_NOEXCEPT;
+/** A SID identity: kind, domain (sent by the kind Domain only), name (sent by roles only), SID. */
+TBS_API bool_t xdr_tbs_sid_acl_id_t(XDR *stream, tbs_sid_acl_id_t *id) TBS_NOEXCEPT;
+/** An entry of a SID ACL: identity, permissions. */
+TBS_API bool_t xdr_tbs_acl_cooked_ent_t(XDR *stream, tbs_acl_cooked_ent_t *entry) TBS_NOEXCEPT;
+/** A list of SID entries: count, entries. A decoded array stands behind a #tbs_acl_array_header_t. */
+TBS_API bool_t xdr_tbs_acl_cooked_info_t(XDR *stream, tbs_acl_cooked_info_t *list) TBS_NOEXCEPT;
+/** A generic map: read, write, execute, all. */
+TBS_API bool_t xdr_tbs_acl_generic_map_t(XDR *stream, tbs_acl_generic_map_t *map) TBS_NOEXCEPT;
+
+/**
+ * A classic ACL or NULL: presence word, count, entries, an absent byte. The cooked list is not sent. A decoded ACL is
+ * built with tbs_acl_set_entry(), whose messages are printed when an entry is refused. Free releases it.
+ */
+TBS_API bool_t xdr_tbs_acl_h_t(XDR *stream, tbs_acl_h_t *acl) TBS_NOEXCEPT;
+
+/** A SID ACL or NULL: a word that is 1 for NULL, else 0 and the entries as they are. Free releases it. */
+TBS_API bool_t xdr_tbs_sid_acl_h_t(XDR *stream, tbs_sid_acl_h_t *acl) TBS_NOEXCEPT;
+
+/** Most entries that one call of xdr_tbs_sid_acl_fragment_t() sends. */
+#define TBS_SID_ACL_FRAGMENT_ENTRIES 50
+
+/**
+ * One piece of a SID ACL that is too long for one message: a word that is 1 for NULL, else 0, the piece's number of
+ * entries, the number of all, the piece's entries. Call it until the cursor is 0 again.
+ *
+ * @param stream  the stream.
+ * @param acl     the ACL. On decode the first piece (cursor 0, or NULL) makes a new one, and later ones append to it;
+ *                after a failure it holds what has arrived. Free releases it.
+ * @param cursor  entries sent or received so far, 0 before the first piece; moved on by each, 0 after the last.
+ * @return  FALSE too for a cursor behind the last entry, for a piece of more than #TBS_SID_ACL_FRAGMENT_ENTRIES
+ *          entries, beyond the number of all, or of none before the last, and for NULL in the middle of an ACL.
+ */
+TBS_API bool_t xdr_tbs_sid_acl_fragment_t(XDR *stream, tbs_sid_acl_h_t *acl, uint32_t *cursor) TBS_NOEXCEPT;
 
 TBS_END_C
 

@@ -41,14 +41,26 @@ template <class E> void free_array(E *&elements) {
     elements = nullptr;
 }
 
-// Makes room for one element more; throws when there is no memory, the array as it was.
-template <class E> void reserve_one(E *&elements, uint64_t count) {
-    const uint64_t capacity = elements ? header_of(elements)->capacity : 0;
-    if (count < capacity) return;
-    E *larger = new_array<E>(grown_capacity(count, capacity));
+template <class E> uint64_t capacity_of(E *elements) { return elements ? header_of(elements)->capacity : 0; }
+
+// Moves an array into a larger one; throws when there is no memory, the array as it was.
+template <class E> void enlarge(E *&elements, uint64_t count, uint64_t capacity) {
+    E *larger = new_array<E>(capacity);
     if (elements) std::memcpy(larger, elements, count * sizeof(E));
     free_array(elements);
     elements = larger;
+}
+
+// Makes room for one element more.
+template <class E> void reserve_one(E *&elements, uint64_t count) {
+    const uint64_t capacity = capacity_of(elements);
+    if (count >= capacity) enlarge(elements, count, grown_capacity(count, capacity));
+}
+
+// Makes room for so many elements in all.
+template <class E> void reserve(E *&elements, uint64_t count, uint64_t needed) {
+    const uint64_t capacity = capacity_of(elements);
+    if (needed > capacity) enlarge(elements, count, grown_capacity(needed, capacity));
 }
 
 } // namespace tbs::acl
