@@ -195,4 +195,33 @@ TEST_F(AclThreads, FilesAreReadByAllThreads) {
     EXPECT_EQ(wrong, 0);
 }
 
+TEST_F(AclThreads, OneAclIsEncodedAndItsBytesAreDecodedByAllThreads) {
+    const sid_ptr acl = make_sid();
+    const classic_ptr named = make_classic();
+    for (unsigned i = 0; i < 120; i++) {
+        ASSERT_EQ(set(acl, TBS_ACL_ID_USER, sid(first_user_rid + i), i + 1), 0);
+        ASSERT_EQ(set(named, TBS_ACL_ID_USER, "CORP", ("u" + std::to_string(i)).c_str(), i + 1), 0);
+    }
+    std::atomic<int> wrong = 0;
+    on_all_threads([&](int) {
+        for (int round = 0; round < 20; round++) {
+            uint32_t length = 0;
+            void *bytes = nullptr;
+            tbs_sid_acl_h_t back = nullptr, original = acl.get();
+            wrong += tbs_sid_acl_encode(original, &length, &bytes) != 0;
+            wrong += tbs_sid_acl_decode(length, bytes, &back) != 0;
+            wrong += !tbs_sid_acl_cmp_acl(&back, &original);
+            tbs_sid_acl_free(&back);
+            stg_free(std::exchange(bytes, nullptr));
+            tbs_acl_h_t named_back = nullptr;
+            wrong += tbs_acl_encode(named.get(), &length, &bytes) != 0;
+            wrong += tbs_acl_decode(length, bytes, &named_back) != 0;
+            wrong += tbs_acl_num_entries(named_back) != 120;
+            tbs_acl_free(&named_back);
+            stg_free(bytes);
+        }
+    });
+    EXPECT_EQ(wrong, 0);
+}
+
 } // namespace
