@@ -41,6 +41,9 @@ KS_API extern const credutl_sid_t CREDUTL_SID_NOBODY;
  */
 KS_API int credutl_sid_eq(const credutl_sid_t *a, const credutl_sid_t *b) KS_NOEXCEPT;
 
+/** Tells whether a record holds a SID, one that credutl_sid_to_str() can write. @return 1 or 0; 0 for NULL. */
+KS_API int credutl_sid_is_valid(const credutl_sid_t *sid) KS_NOEXCEPT;
+
 /**
  * Hashes all 34 bytes of a SID. Salted for each process: never store or send it.
  *

@@ -31,6 +31,24 @@ KS_API int strutl_stricoll(const char *a, const char *b) KS_NOEXCEPT;
  */
 KS_API uint64_t strutl_fold_hash(const char *text, uint64_t seed) KS_NOEXCEPT;
 
+/** What strutl_cvt_case_string() does to a text. */
+enum {
+    STRUTL_CASE_FOLD = 0 /**< folds it: texts equal under strutl_stricoll() become the same */
+};
+
+/**
+ * Converts the case of a text (Unicode default case folding, whatever the locale; bytes that are not UTF-8 stay).
+ *
+ * @param text    terminated text.
+ * @param mode    #STRUTL_CASE_FOLD.
+ * @param buffer  receives the text, always terminated; cut to fit on failure. May not overlap @p text.
+ * @param size    its size in bytes, at least 1.
+ * @retval 0                converted
+ * @retval KS_ENAMETOOLONG  it does not fit
+ * @retval KS_EINVAL        a pointer is NULL, the size is 0 or the mode unknown
+ */
+KS_API int strutl_cvt_case_string(const char *text, int mode, char *buffer, size_t size) KS_NOEXCEPT;
+
 /** A named set of bits. */
 typedef struct strutl_flag {
     const char *name;
@@ -54,6 +72,29 @@ typedef struct strutl_flag {
  */
 KS_API const char *strutl_flags_to_str(uint32_t flags, const strutl_flag_t *table, size_t count,
                                        const char *separator) KS_NOEXCEPT;
+
+/**
+ * Gives the names of a set of bits one by one; the same names as strutl_flags_to_str().
+ *
+ * @param flags           the set.
+ * @param table           rows; may be NULL when @p count is 0.
+ * @param count           number of rows.
+ * @param[out] names_out  the names, released with strutl_free_str_list(); untouched on failure.
+ * @param[out] count_out  their number; untouched on failure.
+ * @retval 0           given
+ * @retval KS_ENOMEM   no memory
+ * @retval KS_EINVAL   a pointer is NULL
+ */
+KS_API int strutl_flags_to_str_list(uint32_t flags, const strutl_flag_t *table, size_t count, char ***names_out,
+                                    uint32_t *count_out) KS_NOEXCEPT;
+
+/**
+ * Releases a list of texts.
+ *
+ * @param names_variable  the caller's variable, set to NULL; NULL or a variable that holds NULL is ignored.
+ * @param count           number of texts.
+ */
+KS_API void strutl_free_str_list(char ***names_variable, uint32_t count) KS_NOEXCEPT;
 
 /**
  * Copies a text into a buffer, cut to fit and always terminated.

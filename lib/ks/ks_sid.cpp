@@ -166,6 +166,8 @@ using namespace ks;
 
 const credutl_sid_t CREDUTL_SID_NOBODY = {1, 12, {1, 1}}; // authority 0, sub-authority 0
 
+extern "C" int credutl_sid_is_valid(const credutl_sid_t *sid) noexcept { return sid && ks::sid_is_well_formed(*sid); }
+
 extern "C" int credutl_sid_eq(const credutl_sid_t *a, const credutl_sid_t *b) noexcept {
     return a && b && sid_equal(*a, *b);
 }

@@ -97,17 +97,14 @@ bool is_letter_or_digit(char c) {
 
 bool is_blank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
-} // namespace
+char *copy_of(std::string_view text) {
+    auto *copy = static_cast<char *>(stg_malloc(text.size() + 1));
+    if (copy) copy[text.copy(copy, text.size())] = '\0';
+    return copy;
+}
 
-extern "C" const char *strutl_flags_to_str(uint32_t flags, const strutl_flag_t *table, size_t count,
-                                           const char *separator) noexcept {
-    if (!separator || (!table && count != 0)) return ks::fail_null(KS_EINVAL);
-    thread_text &text = flags_text;
-    if (!text.clear()) return nullptr;
-    const auto add = [&](std::string_view token) {
-        return (text.empty() || text.append(separator)) && text.append(token);
-    };
-
+// Calls add(name) for each name of a set, until it gives false.
+template <class F> bool each_name(uint32_t flags, const strutl_flag_t *table, size_t count, F &&add) {
     earlier_names earlier(table);
     uint32_t rest = flags;
     bool nothing_named = flags == 0;
@@ -115,13 +112,51 @@ extern "C" const char *strutl_flags_to_str(uint32_t flags, const strutl_flag_t *
         const auto [name, value] = table[i];
         const bool fits = value == 0 ? nothing_named : (flags & value) == value && (rest & value) != 0;
         if (!fits || !name || earlier.have(i)) continue;
-        if (!add(name)) return nullptr;
+        if (!add(name)) return false;
         rest &= ~value;
         nothing_named = false;
     }
     char number[10];
-    if (rest != 0 && !add(hex_number(rest, number))) return nullptr;
-    return text.text();
+    return rest == 0 || add(hex_number(rest, number));
+}
+
+} // namespace
+
+extern "C" const char *strutl_flags_to_str(uint32_t flags, const strutl_flag_t *table, size_t count,
+                                           const char *separator) noexcept {
+    if (!separator || (!table && count != 0)) return ks::fail_null(KS_EINVAL);
+    thread_text &text = flags_text;
+    if (!text.clear()) return nullptr;
+    const bool written = each_name(flags, table, count, [&](std::string_view name) {
+        return (text.empty() || text.append(separator)) && text.append(name);
+    });
+    return written ? text.text() : nullptr;
+}
+
+extern "C" int strutl_flags_to_str_list(uint32_t flags, const strutl_flag_t *table, size_t count, char ***names_out,
+                                        uint32_t *count_out) noexcept {
+    if (!names_out || !count_out || (!table && count != 0)) return KS_EINVAL;
+    constexpr size_t most_names = 33; // one for each bit, and the number for what is left
+    auto **names = static_cast<char **>(stg_calloc(most_names, sizeof(char *)));
+    uint32_t named = 0;
+    const bool written = names && each_name(flags, table, count, [&](std::string_view name) {
+                             names[named] = copy_of(name);
+                             return names[named++] != nullptr;
+                         });
+    if (!written) {
+        strutl_free_str_list(&names, named);
+        return KS_ENOMEM;
+    }
+    *names_out = names;
+    *count_out = named;
+    return 0;
+}
+
+extern "C" void strutl_free_str_list(char ***names_variable, uint32_t count) noexcept {
+    if (!names_variable || !*names_variable) return;
+    for (uint32_t i = 0; i < count; i++) stg_free((*names_variable)[i]);
+    stg_free(*names_variable);
+    *names_variable = nullptr;
 }
 
 extern "C" size_t strutl_cpy_buf(char *buffer, size_t size, const char *text) noexcept {

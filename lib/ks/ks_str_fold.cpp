@@ -1,6 +1,7 @@
 // Texts without case: comparison and hash, both over the same units. A unit is one code point of the folded text, or
 // for a byte that is not UTF-8 a number behind all code points.
 #include "internal/ks_hashing.hpp"
+#include "ks/ks_errno.h"
 #include "ks/ks_str.h"
 
 #include <algorithm>
@@ -124,6 +125,17 @@ int compare_characters(const char *&a, const char *&b, bool &ended) {
     return 0;
 }
 
+// The bytes of a unit, at most four.
+size_t encode(uint32_t unit, char (&bytes)[U8_MAX_LENGTH]) {
+    size_t length = 0;
+    if (unit >= invalid_byte) {
+        bytes[length++] = static_cast<char>(unit - invalid_byte);
+    } else {
+        U8_APPEND_UNSAFE(bytes, length, unit);
+    }
+    return length;
+}
+
 } // namespace
 
 extern "C" int strutl_stricoll(const char *a, const char *b) noexcept {
@@ -144,6 +156,24 @@ extern "C" int strutl_stricoll(const char *a, const char *b) noexcept {
         const int order = compare_characters(a, b, ended);
         if (ended) return order;
     }
+}
+
+extern "C" int strutl_cvt_case_string(const char *text, int mode, char *buffer, size_t size) noexcept {
+    if (!text || mode != STRUTL_CASE_FOLD || !buffer || size == 0) return KS_EINVAL;
+    unit_reader reader(text);
+    size_t length = 0;
+    while (const uint32_t unit = reader.take()) {
+        char bytes[U8_MAX_LENGTH];
+        const size_t count = encode(unit, bytes);
+        if (count >= size - length) {
+            buffer[length] = '\0';
+            return KS_ENAMETOOLONG;
+        }
+        std::memcpy(buffer + length, bytes, count);
+        length += count;
+    }
+    buffer[length] = '\0';
+    return 0;
 }
 
 extern "C" uint64_t strutl_fold_hash(const char *text, uint64_t seed) noexcept {

@@ -47,7 +47,7 @@ void entry_index::put(uint32_t hash, uint32_t position) {
 
 uint32_t entry_index::slot_of(uint32_t hash, uint32_t position) const {
     for (uint32_t i = hash & mask_; slots_[i].next_position; i = (i + 1) & mask_) {
-        if (slots_[i].next_position == position + 1) return i;
+        if (slots_[i].next_position == position + 1 && slots_[i].hash == hash) return i;
     }
     return none;
 }

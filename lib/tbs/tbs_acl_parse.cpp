@@ -1,13 +1,15 @@
 #include "internal/acl.hpp"
-#include "ks/ks_errno.h"
+#include "internal/acl_text.hpp"
 #include "ks/ks_str.h"
-#include "nt/nt_file.h"
 #include "tbs/tbs_acl.h"
 
 #include <cstdio>
 #include <cstring>
 
 namespace tbs::acl {
+
+constinit tvthread_mutex_t print_lock = TVTHREAD_MUTEX_INIT;
+
 namespace {
 
 // The caller's permission vocabulary.
@@ -17,58 +19,6 @@ struct vocabulary {
     const tbs_acl_generic_map_t *map;
 
     [[nodiscard]] bool is_readable() const { return readable(extra, extra_count); }
-};
-
-// ---- lines of a file
-
-void close_stream(FILE **stream) { std::fclose(*stream); }
-using owned_stream = owned<FILE *, close_stream>;
-
-// A line, or a piece of a line that is longer than the buffer.
-struct text_line {
-    char text[TBS_ACL_TEXT_SIZE];
-    size_t length = 0;
-    int number = 0;
-
-    // A NUL inside would hide the rest of the line from whoever reads it as a text.
-    [[nodiscard]] bool is_text() const { return std::memchr(text, '\0', length) == nullptr; }
-};
-
-class line_reader {
-public:
-    explicit line_reader(FILE *stream) : stream_(stream) {}
-
-    // Reads the next line with its newline; false at the end of the file or on an error.
-    bool next(text_line &line) {
-        line.length = 0;
-        line.number++;
-        while (line.length < sizeof line.text - 1 && (begin_ != end_ || fill())) {
-            const size_t room = std::min(sizeof line.text - 1 - line.length, end_ - begin_);
-            const char *from = block_ + begin_;
-            const char *newline = static_cast<const char *>(std::memchr(from, '\n', room));
-            const size_t taken = newline ? static_cast<size_t>(newline - from) + 1 : room;
-            std::memcpy(line.text + line.length, from, taken);
-            line.length += taken;
-            begin_ += taken;
-            if (newline) break;
-        }
-        line.text[line.length] = '\0';
-        return line.length > 0;
-    }
-    // Error number of a failed read, 0 at the end of the file.
-    [[nodiscard]] int failure() const { return failure_; }
-
-private:
-    bool fill() {
-        begin_ = 0;
-        end_ = unix_nt_fread(block_, sizeof block_, stream_);
-        if (end_ == 0 && std::ferror(stream_)) failure_ = ks_errno;
-        return end_ > 0;
-    }
-    FILE *stream_;
-    int failure_ = 0;
-    size_t begin_ = 0, end_ = 0;
-    char block_[8192];
 };
 
 // ---- entries of a line
@@ -153,17 +103,6 @@ tbs_status_t parse_line(char *line, int line_number, const vocabulary &names, ty
 
 // ---- files
 
-tbs_status_t open_failed(const char *path) {
-    const int failure = ks_errno;
-    common_error<18>(path, imsg_strerror(failure));
-    return tbs_errno2status(failure);
-}
-
-tbs_status_t read_failed(const char *path, int failure) {
-    common_error<20>(path, imsg_strerror(failure));
-    return tbs_errno2status(failure);
-}
-
 template <class Kind>
 tbs_status_t parse_lines(FILE *stream, const char *path, const vocabulary &names, typename Kind::handle acl) {
     line_reader reader(stream);
@@ -195,16 +134,6 @@ tbs_status_t parse_file(const char *path, const vocabulary &names, typename Kind
 
 // ---- listings
 
-constinit tvthread_mutex_t print_lock = TVTHREAD_MUTEX_INIT;
-
-// Held for a whole listing, so that those of two threads do not mix.
-struct locked {
-    locked() { tvthread_mutex_lock(&print_lock); }
-    ~locked() { tvthread_mutex_unlock(&print_lock); }
-    locked(const locked &) = delete;
-    locked &operator=(const locked &) = delete;
-};
-
 tbs_status_t identity_text(const tbs_acl_id_t &id, size_t size, char *text) {
     return tbs_acl_utl_id_to_str(&id, size, text);
 }
@@ -225,17 +154,10 @@ template <class List, class F> tbs_status_t list_entries(List list, const vocabu
     return 0;
 }
 
-// A text that holds line ends, which no valid identity does, would forge entries: it is shown as messages show it.
-const char *on_one_line(const char *text, char (&visible)[4 * TBS_ACL_TEXT_SIZE]) {
-    if (!std::strpbrk(text, "\n\v\f\r")) return text;
-    strutl_visible(visible, sizeof visible, text);
-    return visible;
-}
-
 template <class Handle> tbs_status_t add_to_list(Handle acl, const vocabulary &names, imsg_list_t *list) {
     if (!acl || !list || !names.is_readable()) return TBS_ST_EINVAL;
     return call([&]() -> tbs_status_t {
-        const locked listing;
+        const listing_lock listing;
         return list_entries(list_of(acl), names, [&](const char *identity, const char *permissions) -> tbs_status_t {
             if (imsg_list_add_msg(list, &acl_table, 19, identity, permissions) != 0) throw std::bad_alloc();
             return 0;
@@ -271,7 +193,7 @@ extern "C" tbs_status_t tbs_acl_utl_print(tbs_acl_h_t acl, const tbs_acl_perm_na
                                           const tbs_acl_generic_map_t *map) noexcept {
     if (!acl || !readable(extra, extra_count)) return TBS_ST_EINVAL;
     return call([&]() -> tbs_status_t {
-        const locked listing;
+        const listing_lock listing;
         if (acl->count == 0) say<acl_messages, 17>(IMSG_PLAIN, module_name);
         return list_entries(list_of(acl), {extra, extra_count, map},
                             [](const char *identity, const char *permissions) -> tbs_status_t {
@@ -310,7 +232,7 @@ extern "C" tbs_status_t tbs_sid_acl_utl_print_indent(tbs_sid_acl_h_t acl, const 
                                                      int indent) noexcept {
     if (!acl || !readable(extra, extra_count)) return 0;
     call([&]() -> tbs_status_t {
-        const locked listing;
+        const listing_lock listing;
         if (acl->entries->count == 0) say<acl_messages, 28>(IMSG_PLAIN, module_name);
         return list_entries(list_of(acl), {extra, extra_count, map},
                             [&](const char *identity, const char *permissions) -> tbs_status_t {

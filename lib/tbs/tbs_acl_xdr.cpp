@@ -14,29 +14,6 @@ template <class T> bool_t run(XDR *stream, T *value, int line = __builtin_LINE()
     return wire::run(module_name, stream, value, line);
 }
 
-template <class F> bool_t boundary(F &&body, int line = __builtin_LINE()) noexcept {
-    return tbs::guard<bool_t>(
-        module_name, FALSE, FALSE, [&]() -> bool_t { return body(); }, line);
-}
-
-// Encodes, decodes or releases a handle, as the stream says.
-template <class Handle, class Encode, class Decode>
-bool_t pass_handle(XDR *stream, Handle *handle, void (*release)(Handle *), Encode encode, Decode decode) noexcept {
-    if (!wire::is_direction(stream) || !handle) return FALSE;
-    if (stream->x_op == XDR_FREE) {
-        release(handle);
-        return TRUE;
-    }
-    return boundary([&] {
-        if (stream->x_op == XDR_ENCODE) {
-            wire::sink s(stream);
-            return s.finish(encode(s, s.begin(), *handle));
-        }
-        wire::source s(stream);
-        return s.finish(decode(s, s.begin(), *handle));
-    });
-}
-
 // ---- classic ACLs
 
 wire::classic_entries entries_of(tbs_acl_h_t acl) { return {acl->count, acl->entries}; }
@@ -313,19 +290,19 @@ extern "C" bool_t xdr_tbs_acl_generic_map_t(XDR *stream, tbs_acl_generic_map_t *
 }
 
 extern "C" bool_t xdr_tbs_acl_h_t(XDR *stream, tbs_acl_h_t *acl) noexcept {
-    return pass_handle(stream, acl, tbs_acl_free, put_classic, get_classic);
+    return wire::pass_handle(module_name, stream, acl, tbs_acl_free, put_classic, get_classic);
 }
 
 extern "C" bool_t xdr_tbs_sid_acl_h_t(XDR *stream, tbs_sid_acl_h_t *acl) noexcept {
-    return pass_handle(stream, acl, tbs_sid_acl_free, put_sid, get_sid);
+    return wire::pass_handle(module_name, stream, acl, tbs_sid_acl_free, put_sid, get_sid);
 }
 
 extern "C" bool_t xdr_tbs_sid_acl_fragment_t(XDR *stream, tbs_sid_acl_h_t *acl, uint32_t *cursor) noexcept {
     if (!cursor && !(stream && stream->x_op == XDR_FREE)) return FALSE;
     // The cursor moves only when the whole piece has gone through.
     uint32_t moved = cursor ? *cursor : 0;
-    const bool_t passed = pass_handle(
-        stream, acl, tbs_sid_acl_free,
+    const bool_t passed = wire::pass_handle(
+        module_name, stream, acl, tbs_sid_acl_free,
         [&](wire::sink &s, wire::cursor at, tbs_sid_acl_h_t handle) { return put_fragment(s, at, handle, moved); },
         [&](wire::source &s, wire::cursor at, tbs_sid_acl_h_t &handle) {
             return get_fragment(s, at, handle, moved);

@@ -633,6 +633,26 @@ template <class T> bool_t run(const char *module, XDR *xdrs, T *object, int line
         module, FALSE, FALSE, [&]() -> bool_t { return walk(xdrs, *object); }, line);
 }
 
+// The same for a handle, which is built and released by functions of its own.
+template <class Handle, class Encode, class Decode>
+bool_t pass_handle(const char *module, XDR *xdrs, Handle *handle, void (*release)(Handle *) noexcept, Encode encode,
+                   Decode decode, int line = __builtin_LINE()) noexcept {
+    if (!is_direction(xdrs) || !handle) return FALSE;
+    if (xdrs->x_op == XDR_FREE) {
+        release(handle);
+        return TRUE;
+    }
+    const auto body = [&]() -> bool_t {
+        if (xdrs->x_op == XDR_ENCODE) {
+            sink s(xdrs);
+            return s.finish(encode(s, s.begin(), *handle));
+        }
+        source s(xdrs);
+        return s.finish(decode(s, s.begin(), *handle));
+    };
+    return guard<bool_t>(module, FALSE, FALSE, body, line);
+}
+
 } // namespace tbs::wire
 
 #endif
