@@ -7,6 +7,7 @@
 #include "tbs_acl.h"
 #include "tbs_fstat.h"
 #include "tbs_msg.h"
+#include "tbs_rolemap.h"
 #include "tbs_status.h"
 #include "tbs_text_mode.h"
 #include "tbs_types.h"

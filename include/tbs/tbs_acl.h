@@ -15,6 +15,7 @@
 #ifndef TBS_ACL_H
 #define TBS_ACL_H
 
+#include "../ks/ks_acl.h"
 #include "../ks/ks_cred.h"
 #include "../ks/ks_imsg.h"
 #include "../ks/ks_str.h"
@@ -785,6 +786,34 @@ TBS_API bool_t xdr_tbs_sid_acl_h_t(XDR *stream, tbs_sid_acl_h_t *acl) TBS_NOEXCE
  *          entries, beyond the number of all, or of none before the last, and for NULL in the middle of an ACL.
  */
 TBS_API bool_t xdr_tbs_sid_acl_fragment_t(XDR *stream, tbs_sid_acl_h_t *acl, uint32_t *cursor) TBS_NOEXCEPT;
+
+/* ---- system ACL ---------------------------------------------------------------------------------------------- */
+
+/**
+ * Makes the ACL that the operating system enforces on a file kept for an object (POSIX.1e).
+ *
+ * An entry contributes when its permissions hold all that are required: the right to read, and to write and execute as
+ * the file's mode says for its class (the owner's for the owner, the group's for other users and for groups, the
+ * others' for everyone). Domain, Role and unknown kinds never do. Entries that the platform refuses, such as those of
+ * SIDs without an id on this host, are left out, and traced at verbosity 3 under "tbs_acl". Owner, owning group, others
+ * and mask are always there.
+ *
+ * @param acl           the SID ACL; may be NULL.
+ * @param owners        the owner and the owning group of the object.
+ * @param mode          the file's permission bits.
+ * @param required      permissions that an entry must hold to contribute.
+ * @param[out] acl_out  the system ACL, released with sysutl_acl_free(); NULL when the SID ACL is NULL or empty, and
+ *                      whenever the result is not 0. May be NULL.
+ * @retval 0                               made
+ * @retval TBS_ST_SUCCESS_WITH_EXCEPTION   (1033) the platform has no ACLs
+ * @retval TBS_ST_EINVAL                   @p owners is NULL, or the ACL is not valid (a user or group stands in it
+ *                                         twice)
+ * @retval TBS_ST_ENOMEM                   no memory
+ * @return  else the status of the platform's error, traced at verbosity 1.
+ */
+TBS_API tbs_status_t tbs_sid_acl_convert_to_sysutl_acl(tbs_sid_acl_h_t acl, const tbs_acl_sid_pair_t *owners,
+                                                       uint32_t mode, tbs_acl_permission_set_t required,
+                                                       sysutl_acl_t **acl_out) TBS_NOEXCEPT;
 
 TBS_END_C
 
