@@ -2,29 +2,9 @@
 
 #include "acl_fuzz_support.hpp"
 
-#include <sys/mman.h>
-
 using namespace acl_fuzz;
 
 namespace {
-
-// A file in memory, and the path that opens it anew.
-class memory_file {
-public:
-    memory_file() : file_(memfd_create("acl", 0)) { demand(file_ >= 0, "a file in memory"); }
-    ~memory_file() { close(file_); }
-    memory_file(const memory_file &) = delete;
-    memory_file &operator=(const memory_file &) = delete;
-
-    void hold(const void *data, size_t size) const {
-        demand(ftruncate(file_, 0) == 0 && pwrite(file_, data, size, 0) == static_cast<ssize_t>(size),
-               "file written");
-    }
-    [[nodiscard]] std::string path() const { return "/proc/self/fd/" + std::to_string(file_); }
-
-private:
-    int file_;
-};
 
 std::string output_of(tbs_sid_acl_h_t acl) {
     char *text = nullptr;

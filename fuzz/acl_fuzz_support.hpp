@@ -11,6 +11,7 @@
 #include <cstring>
 #include <string>
 #include <string_view>
+#include <sys/mman.h>
 #include <unistd.h>
 
 namespace acl_fuzz {
@@ -66,6 +67,24 @@ inline constexpr tbs_acl_perm_name_t names[] = {
     {"List", 0x01}, {"Modify", 0x02}, {"Create", 0x04}, {"Run", 0x08}, {"Mount", 0x10}};
 inline constexpr size_t name_count = sizeof names / sizeof *names;
 inline constexpr tbs_acl_generic_map_t map{0x00020001, 0x00030007, 0x00000008, 0x0007001F};
+
+// A file in memory, and the path that opens it anew.
+class memory_file {
+public:
+    memory_file() : file_(memfd_create("acl", 0)) { demand(file_ >= 0, "a file in memory"); }
+    ~memory_file() { close(file_); }
+    memory_file(const memory_file &) = delete;
+    memory_file &operator=(const memory_file &) = delete;
+
+    void hold(const void *data, size_t size) const {
+        demand(ftruncate(file_, 0) == 0 && pwrite(file_, data, size, 0) == static_cast<ssize_t>(size),
+               "file written");
+    }
+    [[nodiscard]] std::string path() const { return "/proc/self/fd/" + std::to_string(file_); }
+
+private:
+    int file_;
+};
 
 } // namespace acl_fuzz
 

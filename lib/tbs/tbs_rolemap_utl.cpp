@@ -50,10 +50,9 @@ tbs_status_t parse_lines(FILE *stream, const char *path, tbs_rolemap_acl_h_t map
     line_reader reader(stream);
     text_line line;
     while (reader.next(line)) {
+        const bool is_text = line.is_text(); // what hides behind a NUL is none
         char *stripped = strutl_strip(line.text);
         if (*stripped == '#') continue;
-        // What hides behind a NUL is no text.
-        const bool is_text = line.is_text();
         if (is_text && !*stripped) continue;
         const tbs_status_t status =
             is_text ? add_line(map, stripped, line.number) : refuse_line(line.number, TBS_ST_ERROR);
