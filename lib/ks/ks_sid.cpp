@@ -9,6 +9,7 @@
 #include <array>
 #include <bit>
 #include <charconv>
+#include <cstring>
 
 static_assert(sizeof(credutl_sid_t) == 34 && alignof(credutl_sid_t) == 1, "an opaque of 34 bytes on the wire");
 
@@ -25,11 +26,18 @@ const char *bytes_of(const credutl_sid_t &sid) noexcept { return reinterpret_cas
 
 bool sid_is_well_formed(const credutl_sid_t &sid) noexcept {
     const size_t count = sid.value[1];
-    if (sid.type != 1 || sid.value[0] != 1 || count < 1 || count > max_sub_authorities ||
+    if (sid.type != 1 || sid.value[0] != 1 || count - 1 >= max_sub_authorities ||
         sid.length != header_size + 4 * count) {
         return false;
     }
-    return std::all_of(sid.value + sid.length, std::end(sid.value), [](uint8_t byte) { return byte == 0; });
+    // What is behind the SID is zero: the last sub-authorities, seen as words.
+    uint32_t unused = 0;
+    for (size_t i = count; i < max_sub_authorities; i++) {
+        uint32_t word;
+        std::memcpy(&word, sid.value + header_size + 4 * i, sizeof word);
+        unused |= word;
+    }
+    return unused == 0;
 }
 
 bool sid_is_account(const credutl_sid_t &sid) noexcept {

@@ -5,6 +5,7 @@
 #include "ks/ks_errno.h"
 #include "ks/ks_str.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace tbs::acl {
@@ -20,16 +21,20 @@ constexpr size_t key_size = 256;
 
 const char *shown(const char *text) { return text ? text : ""; }
 
-// Whether an identity has a key; prints what is wrong. Keys themselves are not written: users and groups are told
-// apart by their SID, whichever of the two they are, and all others by kind and name.
-tbs_status_t check_key(const id_type &id) {
-    if (is_account(id.kind)) return credutl_sid_is_valid(&id.sid) ? 0 : TBS_ST_ERROR;
+tbs_status_t check_text_key(const id_type &id) {
     char text[TBS_ACL_TEXT_SIZE];
     if (tbs_sid_acl_utl_id_qual_to_str(&id, sizeof text, text)) return TBS_ST_ERROR;
     const size_t length = std::strlen(tbs_acl_utl_id_kind_to_str(id.kind)) + 1 + std::strlen(text);
     if (length < key_size) return 0;
     common_error<45>();
     return TBS_ST_ERROR;
+}
+
+// Whether an identity has a key; prints what is wrong. Keys themselves are not written: users and groups are told
+// apart by their SID, whichever of the two they are, and all others by kind and name.
+inline tbs_status_t check_key(const id_type &id) {
+    if (!is_account(id.kind)) return check_text_key(id);
+    return credutl_sid_is_valid(&id.sid) ? 0 : TBS_ST_ERROR;
 }
 
 // A role's key is compared without case, and folding may lengthen it.
@@ -40,10 +45,10 @@ tbs_status_t check_role_key(const id_type &role) {
     return strutl_cvt_case_string(shown(role.name), STRUTL_CASE_FOLD, folded, sizeof folded) ? TBS_ST_ERROR : 0;
 }
 
-uint32_t key_hash(const id_type &id) {
-    if (is_account(id.kind)) return account_hash(TBS_ACL_ID_USER, credutl_sid_hash(&id.sid));
-    // Without case, though names that differ in case are others: there are few.
-    return account_hash(id.kind, strutl_fold_hash(shown(id.name), id.kind));
+// Without case, though names that differ in case are others: there are few.
+uint32_t text_key_hash(const id_type &id) { return account_hash(id.kind, strutl_fold_hash(shown(id.name), id.kind)); }
+inline uint32_t key_hash(const id_type &id) {
+    return is_account(id.kind) ? account_hash(TBS_ACL_ID_USER, credutl_sid_hash(&id.sid)) : text_key_hash(id);
 }
 
 bool same_key(const id_type &a, const id_type &b) {
@@ -80,11 +85,13 @@ public:
     [[nodiscard]] tbs_sid_acl_h_t release() { return acl_.release(); }
 
 private:
+    static constexpr size_t batch_size = 16;
+
     tbs_acl_cooked_info_t &list() { return *acl_->entries; }
 
     tbs_status_t note(const tbs_acl_cooked_ent_t &entry) {
         const tbs_status_t status = check_key(entry.id);
-        if (status == 0) add(entry.id, entry.perms);
+        if (status == 0) add(entry.id, key_hash(entry.id), entry.perms);
         return status;
     }
 
@@ -109,26 +116,39 @@ private:
             return 0;
         }
         const tbs_acl_permission_set_t perms = list_of(policy_).all()[entry].perms;
-        for (const id_type &id : ids_of(binding)) {
-            if (const tbs_status_t status = check_key(id)) return status;
-            add(id, perms);
+        std::span<const id_type> ids = ids_of(binding);
+        while (!ids.empty()) {
+            const std::span<const id_type> batch = ids.first(std::min(ids.size(), batch_size));
+            if (const tbs_status_t status = add_batch(batch, perms)) return status;
+            ids = ids.subspan(batch.size());
         }
         return 0;
     }
 
+    // All hashes first: while one is made, the places of the others come near.
+    tbs_status_t add_batch(std::span<const id_type> ids, tbs_acl_permission_set_t perms) {
+        uint32_t hashes[batch_size];
+        for (size_t i = 0; i < ids.size(); i++) {
+            if (const tbs_status_t status = check_key(ids[i])) return status;
+            identities_.prefetch(hashes[i] = key_hash(ids[i]));
+        }
+        for (size_t i = 0; i < ids.size(); i++) add(ids[i], hashes[i], perms);
+        return 0;
+    }
+
     // Gives an identity these permissions too. An account of the map is kept as it stands there.
-    void add(const id_type &id, tbs_acl_permission_set_t perms) {
-        const uint32_t hash = key_hash(id);
+    void add(const id_type &id, uint32_t hash, tbs_acl_permission_set_t perms) {
         tbs_acl_cooked_info_t &out = list();
-        const uint32_t known = identities_.find(hash, [&](uint32_t p) { return same_key(out.entries[p].id, id); });
+        const uint32_t known =
+            identities_.find_or_add(hash, out.count, [&](uint32_t p) { return same_key(out.entries[p].id, id); });
         if (known != entry_index::none) {
             out.entries[known].perms |= perms;
             return;
         }
-        reserve_one(out.entries, out.count);
-        out.entries[out.count] = {copy_id(id), perms};
-        identities_.add_new(hash, out.count++);
         if (!identities_.exists()) throw std::bad_alloc();
+        reserve_one(out.entries, out.count);
+        copy_id_to(out.entries[out.count].id, id);
+        out.entries[out.count++].perms = perms;
     }
 
     static uint32_t role_hash(const id_type &role) { return static_cast<uint32_t>(strutl_fold_hash(role.name, 0)); }

@@ -18,10 +18,9 @@ bool entry_index::start(uint64_t expected) {
     return slots_ != nullptr;
 }
 
-// Keeps at least half of the slots free, so that looking for an absent identity ends soon.
 bool entry_index::make_room() {
     const uint64_t slots = uint64_t{mask_} + 1;
-    if (2 * (uint64_t{used_} + 1) <= slots) return true;
+    if (!is_full()) return true;
     slot *old = slots_;
     slot *larger = 2 * slots <= max_slots ? static_cast<slot *>(stg_calloc(2 * slots, sizeof(slot))) : nullptr;
     if (!larger) {

@@ -401,7 +401,7 @@ extern "C" void tbs_rolemap_acl_role_binding_free(tbs_role_binding_t *binding) n
     if (!binding) return;
     tbs_sid_acl_free_id(&binding->role);
     if (binding->ids) {
-        for (id_type &id : ids_of(*binding)) tbs_sid_acl_free_id(&id);
+        for (id_type &id : ids_of(*binding)) free_id(id);
     }
     free_array(binding->ids);
     binding->id_count = 0;

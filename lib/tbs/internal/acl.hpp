@@ -58,16 +58,22 @@ inline uint32_t account_hash(tbs_acl_id_kind_t kind, uint64_t hash) {
     return static_cast<uint32_t>(mixed ^ (mixed >> 32));
 }
 
-inline void free_id(tbs_acl_id_t &id) { tbs_acl_free_id(&id); }
-inline void free_id(tbs_sid_acl_id_t &id) { tbs_sid_acl_free_id(&id); }
+template <class Id> void free_id(Id &id) {
+    free_text(&id.domain);
+    free_text(&id.name);
+}
 
-// A deep copy of an identity; throws when there is no memory.
-template <class Id> [[nodiscard]] Id copy_id(const Id &source) {
+// Makes of an identity a deep copy of another; throws when there is no memory, the identity as it was.
+template <class Id> void copy_id_to(Id &to, const Id &source) {
     owned_text domain(copy_text(source.domain));
-    owned_text name(copy_text(source.name));
-    Id copy = source;
-    copy.domain = domain.release();
-    copy.name = name.release();
+    char *name = copy_text(source.name);
+    to = source;
+    to.domain = domain.release();
+    to.name = name;
+}
+template <class Id> [[nodiscard]] Id copy_id(const Id &source) {
+    Id copy;
+    copy_id_to(copy, source);
     return copy;
 }
 

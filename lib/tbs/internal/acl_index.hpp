@@ -37,8 +37,25 @@ public:
         return none;
     }
 
+    // Brings the place of a hash near, for a search that comes soon.
+    void prefetch(uint32_t hash) const { __builtin_prefetch(&slots_[hash & mask_]); }
+
     // Starts an empty table for a list of so many entries. False, and dropped, when there is no memory.
     bool start(uint64_t expected);
+    // The position stored under the hash for which match(position) holds; or none, and this one is stored there.
+    template <class Match> [[nodiscard]] uint32_t find_or_add(uint32_t hash, uint32_t position, Match &&match) {
+        uint32_t i = hash & mask_;
+        for (; slots_[i].next_position; i = (i + 1) & mask_) {
+            if (slots_[i].hash == hash && match(slots_[i].next_position - 1)) return slots_[i].next_position - 1;
+        }
+        if (is_full()) {
+            add_new(hash, position);
+        } else {
+            slots_[i] = {hash, position + 1};
+            used_++;
+        }
+        return none;
+    }
     // Adds an entry behind those known. A second one of the same identity is only noted as a duplicate.
     template <class Match> void add(uint32_t hash, uint32_t position, Match &&match) {
         if (find(hash, match) != none) {
@@ -70,6 +87,8 @@ private:
         uint32_t hash;
         uint32_t next_position; // position + 1; 0 marks a free slot
     };
+    // At least half of the slots stay free, so that looking for an absent identity ends soon.
+    [[nodiscard]] bool is_full() const { return 2 * (uint64_t{used_} + 1) > uint64_t{mask_} + 1; }
     bool make_room();
     void put(uint32_t hash, uint32_t position);
     [[nodiscard]] uint32_t slot_of(uint32_t hash, uint32_t position) const;

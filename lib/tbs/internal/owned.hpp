@@ -28,16 +28,22 @@ private:
     Handle handle_ = nullptr;
 };
 
-inline void free_text(char **text) { stg_free(std::exchange(*text, nullptr)); }
-using owned_text = owned<char *, free_text>;
-
 // The shared empty string, in the type of the records' members. Nobody writes through it, and stg_free ignores it.
 inline char *empty_text() { return const_cast<char *>(stg_empty_string); }
 
+// Most texts of identities are empty: those are dealt with on the spot.
+inline void free_text(char **text) {
+    char *released = std::exchange(*text, nullptr);
+    if (released && released != empty_text()) stg_free(released);
+}
+using owned_text = owned<char *, free_text>;
+
 // A copy of a text, NULL for NULL; throws when there is no memory.
 [[nodiscard]] inline char *copy_text(const char *text) {
+    if (!text) return nullptr;
+    if (!*text) return empty_text();
     char *copy = stg_strdup(text);
-    if (text && !copy) throw std::bad_alloc();
+    if (!copy) throw std::bad_alloc();
     return copy;
 }
 

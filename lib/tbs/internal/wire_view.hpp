@@ -1,7 +1,8 @@
 // wire_view.hpp - encoded records made visible: which bytes are which member, and what they say.
 //
 // view<T>(bytes, listener) walks the bytes of one record by its rows alone, so that it shows also what no routine
-// would accept up to the place where it makes no sense any more. Needs nothing of the library but its tables.
+// would accept, up to the place where it makes no sense any more: the offset at which decoding stops. The work is
+// bounded by the bytes, whatever counts they claim. Needs nothing of the library but its tables.
 #ifndef TBS_INTERNAL_WIRE_VIEW_HPP
 #define TBS_INTERNAL_WIRE_VIEW_HPP
 
@@ -28,9 +29,12 @@ template <auto M> constexpr std::string_view name_of() {
     }
 }
 
-// One member: where its bytes stand and what they say.
+enum class item_kind { number, text, sid, identifier, time };
+
+// One member: where its bytes stand and what they say. All but numbers come as texts.
 struct item {
     std::string_view name;
+    item_kind kind;
     size_t offset;
     size_t size;
     std::variant<int64_t, uint64_t, std::string> value;
@@ -41,7 +45,7 @@ class listener {
 public:
     virtual ~listener() = default;
     virtual void member(const item &what) = 0;
-    virtual void enter_record(std::string_view name) = 0;
+    virtual void enter_record(std::string_view name) = 0; // an element of a list has no name
     virtual void enter_list(std::string_view name, uint32_t count) = 0;
     virtual void leave() = 0;
 };
@@ -74,14 +78,14 @@ private:
     bool has(size_t size) { return bytes_.size() - at_ >= size || stop("the bytes end here"); }
     uint32_t word_at(size_t at) const { return load(&bytes_[at]); }
 
+    bool put(std::string_view name, item_kind kind, size_t size, std::string text) {
+        listener_.member({name, kind, at_, size, std::move(text)});
+        at_ += size;
+        return true;
+    }
     template <class V> bool put(std::string_view name, size_t size, V value) {
-        if constexpr (std::is_same_v<V, std::string>) {
-            listener_.member({name, at_, size, std::move(value)});
-        } else if constexpr (std::is_signed_v<V>) {
-            listener_.member({name, at_, size, int64_t{value}});
-        } else {
-            listener_.member({name, at_, size, uint64_t{value}});
-        }
+        using widest = std::conditional_t<std::is_signed_v<V>, int64_t, uint64_t>;
+        listener_.member({name, item_kind::number, at_, size, widest{value}});
         at_ += size;
         return true;
     }
@@ -102,22 +106,22 @@ private:
         std::snprintf(text, sizeof text, "%08x.%04x%04x.%02x%02x.%02x:%02x:%02x:%02x:%02x:%02x", word_at(at_),
                       middle & 0xFFFF, middle >> 16, bytes_[at_ + 8], bytes_[at_ + 9], bytes_[at_ + 10],
                       bytes_[at_ + 11], bytes_[at_ + 12], bytes_[at_ + 13], bytes_[at_ + 14], bytes_[at_ + 15]);
-        return put(name_of<M>(), id<M>::width, std::string(text));
+        return put(name_of<M>(), item_kind::identifier, id<M>::width, text);
     }
     template <auto M> bool show(sid<M>) {
         if (!has(sid<M>::width)) return false;
         credutl_sid_t value;
-        char text[CREDUTL_SID_STR_SIZE] = "(not a SID)";
+        char text[CREDUTL_SID_STR_SIZE];
         std::memcpy(&value, &bytes_[at_], sizeof value);
-        credutl_sid_to_str(&value, text, sizeof text);
-        return put(name_of<M>(), sid<M>::width, std::string(text));
+        const bool is_sid = credutl_sid_to_str(&value, text, sizeof text) == 0;
+        return put(name_of<M>(), item_kind::sid, sid<M>::width, is_sid ? text : "(not a SID)");
     }
     template <auto M> bool show(time<M>) {
         if (!has(2 * unit)) return false;
         char text[32];
         std::snprintf(text, sizeof text, "%d.%06d", static_cast<int>(word_at(at_)),
                       static_cast<int>(word_at(at_ + unit)));
-        return put(name_of<M>(), 2 * unit, std::string(text));
+        return put(name_of<M>(), item_kind::time, 2 * unit, text);
     }
     template <uint32_t Value> bool show(always<Value>) {
         if (!has(unit)) return false;
@@ -126,25 +130,41 @@ private:
     }
     template <auto M> bool show(pooled<M>) { return has(unit) && put(name_of<M>(), unit, word_at(at_)); }
 
-    bool show_text(std::string_view name) {
+    bool show_text(std::string_view name, uint32_t max) {
         if (!has(unit)) return false;
         const size_t length = word_at(at_);
-        if (bytes_.size() - at_ - unit < padded(length)) {
-            at_ += unit;
-            return stop("a text is longer than what is left");
+        if (length > max) return stop("a text is longer than it may be");
+        const std::string_view rest(reinterpret_cast<const char *>(bytes_.data()) + at_ + unit,
+                                    bytes_.size() - at_ - unit);
+        const char *why = nullptr;
+        if (rest.size() < padded(length)) {
+            why = "a text is longer than what is left";
+        } else if (rest.substr(0, length).find('\0') != std::string_view::npos) {
+            why = "a text holds a NUL byte";
         }
-        const auto *characters = reinterpret_cast<const char *>(bytes_.data()) + at_ + unit;
-        return put(name, unit + padded(length), std::string(characters, length));
+        if (why) {
+            at_ += unit; // the length is as good as any; its characters are not
+            return stop(why);
+        }
+        return put(name, item_kind::text, unit + padded(length), std::string(rest.substr(0, length)));
     }
-    template <auto M, uint32_t Max> bool show(text<M, Max>) { return show_text(name_of<M>()); }
+    template <auto M, uint32_t Max> bool show(text<M, Max>) { return show_text(name_of<M>(), Max); }
     template <auto M, auto Kind, auto Value> bool show(text_of_kind<M, Kind, Value>) {
-        return show_text(name_of<M>());
+        return show_text(name_of<M>(), no_maximum);
     }
 
     template <auto M> bool show(part<M>) {
         listener_.enter_record(name_of<M>());
         const bool shown = show_record<member_t<M>>();
         listener_.leave();
+        return shown;
+    }
+    // Records may hold each other, but not for ever.
+    template <class F> bool one_level_down(F show_inside) {
+        if (depth_ + 1 == nesting_limit) return stop("records are nested too deep");
+        depth_++;
+        const bool shown = show_inside();
+        depth_--;
         return shown;
     }
     template <class T> bool show_elements(std::string_view name, uint32_t count) {
@@ -161,11 +181,12 @@ private:
     template <auto N, auto P> bool show(array<N, P>) {
         if (!has(unit)) return false;
         const uint32_t count = word_at(at_);
+        if (count > array<N, P>::most) return stop("a count is negative");
         put(name_of<N>(), unit, count);
         if (!has(unit)) return false;
         if (word_at(at_) != count) return stop("the two counts of a list differ");
         put(name_of<N>(), unit, count);
-        return show_elements<typename array<N, P>::element>(name_of<P>(), count);
+        return one_level_down([&] { return show_elements<typename array<N, P>::element>(name_of<P>(), count); });
     }
     template <auto N, auto P> bool show(entry_array<N, P>) {
         if (!has(unit)) return false;
@@ -175,24 +196,27 @@ private:
     }
     template <auto P> bool show(optional<P>) {
         if (!has(unit)) return false;
-        const bool present = word_at(at_) != 0;
-        put("present", unit, uint32_t{present});
+        const uint32_t present = word_at(at_);
+        put("present", unit, present);
         if (!present) return true;
-        listener_.enter_record(name_of<P>());
-        const bool shown = show_record<typename optional<P>::element>();
-        listener_.leave();
-        return shown;
+        return one_level_down([&] {
+            listener_.enter_record(name_of<P>());
+            const bool shown = show_record<typename optional<P>::element>();
+            listener_.leave();
+            return shown;
+        });
     }
     bool show(absent_byte) {
         if (!has(unit)) return false;
-        const bool present = word_at(at_) != 0;
-        put("present", unit, uint32_t{present});
+        const uint32_t present = word_at(at_);
+        put("present", unit, present);
         return !present || (has(unit) && put("byte", unit, word_at(at_)));
     }
 
     std::span<const uint8_t> bytes_;
     listener &listener_;
     size_t at_ = 0;
+    unsigned depth_ = 0;
     const char *why_ = nullptr;
 };
 
