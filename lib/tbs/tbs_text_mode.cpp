@@ -13,11 +13,9 @@ struct spelling {
 };
 
 constexpr spelling spellings[] = {
-    {"msdos", TBS_TEXT_MODE_MSDOS},      {"pc", TBS_TEXT_MODE_MSDOS},
-    {"insert_cr", TBS_TEXT_MODE_MSDOS},  {"unix", TBS_TEXT_MODE_UNIX},
-    {"normal", TBS_TEXT_MODE_UNIX},      {"transparent", TBS_TEXT_MODE_UNIX},
-    {"mac", TBS_TEXT_MODE_MAC},          {"cvt_nl_to_cr", TBS_TEXT_MODE_MAC},
-    {"strip_cr", TBS_TEXT_MODE_STRIP_CR}};
+    {"msdos", TBS_TEXT_MODE_MSDOS}, {"pc", TBS_TEXT_MODE_MSDOS},         {"insert_cr", TBS_TEXT_MODE_MSDOS},
+    {"unix", TBS_TEXT_MODE_UNIX},   {"normal", TBS_TEXT_MODE_UNIX},      {"transparent", TBS_TEXT_MODE_UNIX},
+    {"mac", TBS_TEXT_MODE_MAC},     {"cvt_nl_to_cr", TBS_TEXT_MODE_MAC}, {"strip_cr", TBS_TEXT_MODE_STRIP_CR}};
 
 constexpr const char *names[] = {"unix", "msdos", "mac", "strip_cr"};
 

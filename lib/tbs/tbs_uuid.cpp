@@ -3,13 +3,12 @@
 #include "internal/report.hpp"
 #include "ks/ks_uuid.h"
 
-#include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
 
-static_assert(sizeof(tbs_uuid_t) == 16);
-static_assert(offsetof(tbs_uuid_t, clock_seq_hi_and_reserved) == 8 && offsetof(tbs_uuid_t, node) == 10);
+static_assert(sizeof(tbs_uuid_t) == 16 && offsetof(tbs_uuid_t, node) == 10);
 static_assert(offsetof(ks_uuid_t, time_mid) == offsetof(tbs_uuid_t, time_mid) && sizeof(ks_uuid_t) == 16);
 
 extern "C" {
@@ -19,97 +18,133 @@ constinit const tbs_oid_t TBS_OID_NULL = {};
 
 namespace {
 
-// ---- text forms
+// ---- text forms: eight digits at a time, in a word whose lowest byte is the first character
 
-// The two digits of every byte.
-constexpr auto digits_of = [] {
-    std::array<std::array<char, 2>, 256> digits{};
-    for (unsigned i = 0; i < 256; i++) digits[i] = {"0123456789abcdef"[i >> 4], "0123456789abcdef"[i & 15]};
-    return digits;
-}();
+constexpr uint64_t each(uint8_t byte) { return 0x0101010101010101u * byte; }
 
-// Value of each hexadecimal digit; not_a_digit, which no shift makes small, for every other character.
-constexpr uint32_t not_a_digit = 0x100;
-constexpr auto value_of = [] {
-    std::array<uint16_t, 256> values{};
-    values.fill(not_a_digit);
-    for (unsigned i = 0; i < 16; i++) {
-        values[static_cast<unsigned char>("0123456789abcdef"[i])] = static_cast<uint16_t>(i);
-        values[static_cast<unsigned char>("0123456789ABCDEF"[i])] = static_cast<uint16_t>(i);
-    }
-    return values;
-}();
+// Words as they stand in memory, lowest byte first.
+template <class T> T in_order(T word) {
+    if constexpr (std::endian::native == std::endian::little) return word;
+    if constexpr (sizeof word == 8) return __builtin_bswap64(word);
+    return sizeof word == 4 ? static_cast<T>(__builtin_bswap32(word)) : static_cast<T>(__builtin_bswap16(word));
+}
+template <class T> T load(const void *from) {
+    T word;
+    std::memcpy(&word, from, sizeof word);
+    return in_order(word);
+}
+template <class T> void store(void *to, T word) {
+    word = in_order(word);
+    std::memcpy(to, &word, sizeof word);
+}
 
-constexpr size_t byte_count = 16;
+// The digits of four bytes, of which the highest is written first.
+uint64_t digits_of(uint32_t bytes) {
+    uint64_t word = __builtin_bswap32(bytes);
+    word = (word | word << 16) & 0x0000FFFF0000FFFF;
+    word = (word | word << 8) & 0x00FF00FF00FF00FF;
+    const uint64_t values = (word >> 4 & 0x000F000F000F000F) | (word & 0x000F000F000F000F) << 8;
+    const uint64_t letters = (values + each(6)) >> 4 & each(1); // 1 where the value is ten or more
+    return values + each('0') + letters * ('a' - '0' - 10);
+}
 
-// Where the digits of each byte stand in a text form, bytes in the order in which they are written, and what stands
-// between them.
-struct text_form {
-    std::array<uint8_t, byte_count> at;
-    size_t length;
-    std::array<char, TBS_UUID_STR_SIZE> frame; // the separators, 0 where a digit goes
+// The four bytes that eight digits of either case tell; clears ok when one is no digit.
+uint32_t bytes_of(uint64_t digits, bool &ok) {
+    constexpr uint64_t flags = each(0x80); // set by a sum when a character is at or above a bound
+    const uint64_t ascii = digits & ~flags;
+    const uint64_t lower = ascii | each(0x20);
+    const uint64_t decimal = (ascii + each(0x80 - '0')) & ~(ascii + each(0x7F - '9'));
+    const uint64_t letter = (lower + each(0x80 - 'a')) & ~(lower + each(0x7F - 'f'));
+    ok &= ((decimal | letter) & ~digits & flags) == flags;
+    const uint64_t values = (ascii & each(0x0F)) + ((letter & flags) >> 7) * 9;
+    uint64_t word = (values << 4 | values >> 8) & 0x00FF00FF00FF00FF;
+    word = (word | word >> 8) & 0x0000FFFF0000FFFF;
+    return __builtin_bswap32(static_cast<uint32_t>(word | word >> 16));
+}
+
+constexpr size_t clock_at = offsetof(tbs_uuid_t, clock_seq_hi_and_reserved); // and the node after it
+constexpr size_t dense_length = 32, dotted_length = TBS_UUID_STR_SIZE - 1;
+
+// The digits in the order in which they are written, eight in each word.
+struct all_digits {
+    uint64_t low, middle, clock,
+        node; // "middle" is time_mid and time_hi_and_version, "clock" has two bytes of the node
 };
 
-constexpr text_form form_with(const char *separators) {
-    text_form form{};
-    for (size_t byte = 0; byte < byte_count; byte++) {
-        if (separators[byte] != '-') form.frame[form.length++] = separators[byte];
-        form.at[byte] = static_cast<uint8_t>(form.length);
-        form.length += 2;
-    }
-    return form;
+[[gnu::always_inline]] inline all_digits digits_of(const tbs_uuid_t &uuid) {
+    const auto *bytes = reinterpret_cast<const uint8_t *>(&uuid) + clock_at;
+    return {digits_of(uuid.time_low), digits_of(uint32_t{uuid.time_mid} << 16 | uuid.time_hi_and_version),
+            digits_of(__builtin_bswap32(load<uint32_t>(bytes))),
+            digits_of(__builtin_bswap32(load<uint32_t>(bytes + 4)))};
 }
 
-// One character for each byte: the separator before it, "-" for none.
-constexpr text_form dotted = form_with("----.---.-.:::::");
-constexpr text_form dense = form_with("----------------");
-static_assert(dotted.length == 40 && dense.length == 32);
-
-std::array<uint8_t, byte_count> bytes_as_written(const tbs_uuid_t &uuid) {
-    std::array<uint8_t, byte_count> bytes;
-    for (int i = 0; i < 4; i++) bytes[i] = static_cast<uint8_t>(uuid.time_low >> (24 - 8 * i));
-    for (int i = 0; i < 2; i++) {
-        bytes[4 + i] = static_cast<uint8_t>(uuid.time_mid >> (8 - 8 * i));
-        bytes[6 + i] = static_cast<uint8_t>(uuid.time_hi_and_version >> (8 - 8 * i));
-    }
-    std::memcpy(&bytes[8], &uuid.clock_seq_hi_and_reserved, 8);
-    return bytes;
+[[gnu::always_inline]] inline bool set_from(const all_digits &digits, tbs_uuid_t *uuid_out) {
+    bool ok = true;
+    const uint32_t low = bytes_of(digits.low, ok), middle = bytes_of(digits.middle, ok);
+    const uint32_t clock = bytes_of(digits.clock, ok), node = bytes_of(digits.node, ok);
+    if (!ok) return false;
+    uuid_out->time_low = low;
+    uuid_out->time_mid = static_cast<uint16_t>(middle >> 16);
+    uuid_out->time_hi_and_version = static_cast<uint16_t>(middle);
+    auto *bytes = reinterpret_cast<uint8_t *>(uuid_out) + clock_at;
+    store(bytes, __builtin_bswap32(clock));
+    store(bytes + 4, __builtin_bswap32(node));
+    return true;
 }
 
-void set_from_bytes(const std::array<uint8_t, byte_count> &bytes, tbs_uuid_t *uuid) {
-    uuid->time_low = uint32_t{bytes[0]} << 24 | uint32_t{bytes[1]} << 16 | uint32_t{bytes[2]} << 8 | bytes[3];
-    uuid->time_mid = static_cast<uint16_t>(bytes[4] << 8 | bytes[5]);
-    uuid->time_hi_and_version = static_cast<uint16_t>(bytes[6] << 8 | bytes[7]);
-    std::memcpy(&uuid->clock_seq_hi_and_reserved, &bytes[8], 8);
-}
-
-template <const text_form &Form> char *write(const tbs_uuid_t *uuid, char *text) {
-    if (!text) return text;
-    if (!uuid) return std::strcpy(text, "(NULL)");
-    const auto bytes = bytes_as_written(*uuid);
-    std::memcpy(text, Form.frame.data(), Form.length);
-    for (size_t byte = 0; byte < byte_count; byte++) std::memcpy(text + Form.at[byte], digits_of[bytes[byte]].data(), 2);
-    text[Form.length] = '\0';
+char *write_dense(const all_digits &digits, char *text) {
+    store(text, digits.low);
+    store(text + 8, digits.middle);
+    store(text + 16, digits.clock);
+    store(text + 24, digits.node);
+    text[dense_length] = '\0';
     return text;
 }
 
-// Reads a text that has exactly this form, as nearly all have; what follows it does not matter.
-template <const text_form &Form> bool read_canonical(const char *text, tbs_uuid_t *uuid_out) {
-    if (strnlen(text, Form.length) < Form.length) return false;
-    std::array<uint8_t, byte_count> bytes;
-    uint32_t all = 0;
-    for (size_t byte = 0; byte < byte_count; byte++) {
-        const auto digit = [&](size_t i) { return value_of[static_cast<unsigned char>(text[Form.at[byte] + i])]; };
-        const uint32_t value = static_cast<uint32_t>(digit(0)) << 4 | digit(1);
-        if (byte > 0 && Form.at[byte] != Form.at[byte - 1] + 2 && text[Form.at[byte] - 1] != Form.frame[Form.at[byte] - 1]) {
-            return false;
-        }
-        all |= value;
-        bytes[byte] = static_cast<uint8_t>(value);
-    }
-    if (all >= not_a_digit) return false;
-    set_from_bytes(bytes, uuid_out);
-    return true;
+template <class T> void put_run(char *text, uint64_t digits, char after) {
+    store(text, static_cast<T>(digits));
+    text[sizeof(T)] = after;
+}
+
+char *write_dotted(const all_digits &digits, char *text) {
+    put_run<uint64_t>(text, digits.low, '.');
+    put_run<uint64_t>(text + 9, digits.middle, '.');
+    put_run<uint32_t>(text + 18, digits.clock, '.');
+    put_run<uint16_t>(text + 23, digits.clock >> 32, ':');
+    put_run<uint16_t>(text + 26, digits.clock >> 48, ':');
+    put_run<uint16_t>(text + 29, digits.node, ':');
+    put_run<uint16_t>(text + 32, digits.node >> 16, ':');
+    put_run<uint16_t>(text + 35, digits.node >> 32, ':');
+    put_run<uint16_t>(text + 38, digits.node >> 48, '\0');
+    return text;
+}
+
+template <char *(*Form)(const all_digits &, char *)> char *write(const tbs_uuid_t *uuid, char *text) {
+    if (!text) return text;
+    return uuid ? Form(digits_of(*uuid), text) : std::strcpy(text, "(NULL)");
+}
+
+bool read_dense(const char *text, tbs_uuid_t *uuid_out) {
+    return set_from(
+        {load<uint64_t>(text), load<uint64_t>(text + 8), load<uint64_t>(text + 16), load<uint64_t>(text + 24)},
+        uuid_out);
+}
+
+bool read_dotted(const char *text, tbs_uuid_t *uuid_out) {
+    const auto pair = [text](size_t at, int place) { return uint64_t{load<uint16_t>(text + at)} << 16 * place; };
+    const bool separated = text[8] == '.' && text[17] == '.' && text[22] == '.' && text[25] == ':' &&
+                           text[28] == ':' && text[31] == ':' && text[34] == ':' && text[37] == ':';
+    return separated && set_from({load<uint64_t>(text), load<uint64_t>(text + 9),
+                                  load<uint32_t>(text + 18) | pair(23, 2) | pair(26, 3),
+                                  pair(29, 0) | pair(32, 1) | pair(35, 2) | pair(38, 3)},
+                                 uuid_out);
+}
+
+// Reads a text that has one of the forms to the letter, as nearly all have; what follows it does not matter.
+bool read_canonical(const char *text, tbs_uuid_t *uuid_out) {
+    const size_t length = strnlen(text, dotted_length);
+    return (length == dotted_length && read_dotted(text, uuid_out)) ||
+           (length >= dense_length && read_dense(text, uuid_out));
 }
 
 // Reads what the C scanner reads.
@@ -119,9 +154,9 @@ tbs_status_t scan(const char *text, tbs_uuid_t *uuid_out) {
     unsigned short mid = 0, high = 0, clock = 0, n[6] = {};
     const bool is_dotted = std::sscanf(text, "%08x.%04hx%04hx.%04hx.%02hx:%02hx:%02hx:%02hx:%02hx:%02hx", &low, &mid,
                                        &high, &clock, &n[0], &n[1], &n[2], &n[3], &n[4], &n[5]) == fields;
-    const bool is_dense = !is_dotted && std::sscanf(text, "%08x%04hx%04hx%04hx%02hx%02hx%02hx%02hx%02hx%02hx", &low,
-                                                    &mid, &high, &clock, &n[0], &n[1], &n[2], &n[3], &n[4],
-                                                    &n[5]) == fields;
+    const bool is_dense =
+        !is_dotted && std::sscanf(text, "%08x%04hx%04hx%04hx%02hx%02hx%02hx%02hx%02hx%02hx", &low, &mid, &high,
+                                  &clock, &n[0], &n[1], &n[2], &n[3], &n[4], &n[5]) == fields;
     if (!is_dotted && !is_dense) return TBS_ST_ERROR;
     uuid_out->time_low = low;
     uuid_out->time_mid = mid;
@@ -147,14 +182,17 @@ extern "C" tbs_status_t tbs_uuid_gen(tbs_uuid_t *uuid_out) noexcept {
     return 0;
 }
 
-extern "C" char *tbs_uuid_to_str(const tbs_uuid_t *uuid, char *text) noexcept { return write<dotted>(uuid, text); }
+extern "C" char *tbs_uuid_to_str(const tbs_uuid_t *uuid, char *text) noexcept {
+    return write<write_dotted>(uuid, text);
+}
 
-extern "C" char *tbs_uuid_to_dstr(const tbs_uuid_t *uuid, char *text) noexcept { return write<dense>(uuid, text); }
+extern "C" char *tbs_uuid_to_dstr(const tbs_uuid_t *uuid, char *text) noexcept {
+    return write<write_dense>(uuid, text);
+}
 
 extern "C" tbs_status_t tbs_str_to_uuid(const char *text, tbs_uuid_t *uuid_out) noexcept {
     if (!text || !uuid_out) return TBS_ST_EINVAL;
-    if (read_canonical<dotted>(text, uuid_out) || read_canonical<dense>(text, uuid_out)) return 0;
-    return scan(text, uuid_out);
+    return read_canonical(text, uuid_out) ? 0 : scan(text, uuid_out);
 }
 
 extern "C" tbs_status_t tbs_dstr_to_uuid(const char *text, tbs_uuid_t *uuid_out) noexcept {
@@ -169,7 +207,8 @@ extern "C" tbs_boolean_t tbs_uuid_eq(const tbs_uuid_t *a, const tbs_uuid_t *b) n
 extern "C" int tbs_uuid_cmp(const tbs_uuid_t *a, const tbs_uuid_t *b) noexcept {
     constexpr unsigned version_bits = 0xF000;
     if (!a || !b) return order(a != nullptr, b != nullptr);
-    if (const int high = order(a->time_hi_and_version & ~version_bits, b->time_hi_and_version & ~version_bits)) return high;
+    if (const int high = order(a->time_hi_and_version & ~version_bits, b->time_hi_and_version & ~version_bits))
+        return high;
     if (const int mid = order(a->time_mid, b->time_mid)) return mid;
     if (const int low = order(a->time_low, b->time_low)) return low;
     return std::memcmp(a, b, sizeof *a);
