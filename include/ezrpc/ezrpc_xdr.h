@@ -8,8 +8,11 @@
  * in the free direction.
  *
  * Memory is that of stg_malloc(). A pointer that is NULL is given fresh memory on decode; any other is decoded into,
- * as far as the maximum allows, and belongs to the caller. Free releases and sets the pointer to NULL; it never fails.
- * Element routines are called with a third argument, the largest maximum, so that xdr_ez_string8() is one.
+ * as far as the maximum allows, and belongs to the caller; #stg_empty_string counts as NULL. Free releases all that
+ * is there, whatever the routines of elements and objects answer, and sets the pointer to NULL; it never fails.
+ *
+ * Element routines are called with a third argument, the largest maximum, so that xdr_ez_string8() is one. An element
+ * takes at least one unit on the wire: a count that the rest of the stream has no room for is refused at once.
  *
  * Threads: every function may be called from any thread; a stream belongs to one thread at a time. Nothing is printed.
  */
@@ -29,7 +32,7 @@ KS_BEGIN_C
  *
  * @param stream  the stream.
  * @param text    the text; NULL is sent as "". On decode NULL becomes a new text, stg_empty_string when it is empty;
- *                any other pointer receives at most @p max characters and a terminator.
+ *                any other pointer receives at most @p max characters and a terminator, and "" on failure.
  * @param max     most characters.
  * @return  FALSE when the stream ends or refuses, the text is longer than @p max, a decoded text holds a NUL, or there
  *          is no memory.

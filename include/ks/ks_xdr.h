@@ -26,7 +26,12 @@ typedef struct ks_timeval {
 /** Link of a record to the storage area that it was made in. It means nothing to a peer. */
 typedef stg_area_t *stg_area_rpc_ptr_t;
 
-/* ---- streams over storage ------------------------------------------------------------------------------------ */
+/* ---- streams over storage ------------------------------------------------------------------------------------ *
+ *
+ * A stream with a buffer of its own only takes data, and one over bytes of the caller's only delivers them, whatever
+ * x_op says: so a stream can be lent to a pass that releases. XDR_SETPOS() goes anywhere in the buffer. XDR_INLINE()
+ * gives places that are aligned for whole words and refuses others.
+ */
 
 /**
  * Makes a stream over a buffer of its own, which grows as it is written.

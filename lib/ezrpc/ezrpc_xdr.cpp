@@ -14,10 +14,10 @@ constexpr uint32_t unit = BYTES_PER_XDR_UNIT;
 constexpr uint32_t first_piece = 4096; // bytes taken before anything has arrived
 constexpr u_int no_maximum = std::numeric_limits<u_int>::max();
 
-// One level of objects within objects. Releasing has no limit: what was built must go.
+// One level of objects within objects.
 class level {
 public:
-    explicit level(const XDR *stream) : ok(stream->x_op == XDR_FREE || depth < EZRPC_NESTING_LIMIT) { depth++; }
+    level() : ok(depth < EZRPC_NESTING_LIMIT) { depth++; }
     ~level() { depth--; }
     level(const level &) = delete;
     level &operator=(const level &) = delete;
@@ -27,6 +27,13 @@ private:
     static constinit thread_local unsigned depth;
 };
 constinit thread_local unsigned level::depth = 0;
+
+bool releases(const XDR *stream) { return stream->x_op == XDR_FREE; }
+
+// Calls the routine of an element or object. What it says when it releases does not matter: the rest must go too.
+bool call(xdrproc_t proc, XDR *stream, char *object) {
+    return proc(stream, object, no_maximum) != FALSE || releases(stream);
+}
 
 // ---- texts
 
@@ -66,27 +73,29 @@ char *arriving_text(XDR *stream, uint32_t length) {
     return nullptr;
 }
 
+// A failure leaves an empty text in the caller's storage.
+bool receive_into(XDR *stream, char *text, uint32_t length) {
+    const bool received =
+        XDR_GETBYTES(stream, text, length) && !std::memchr(text, '\0', length) && skip_padding(stream, length);
+    text[received ? length : 0] = '\0';
+    return received;
+}
+
 bool receive_text(XDR *stream, char **text, u_int max) {
     uint32_t length = 0;
     if (!xdr_u_int(stream, &length) || length > max) return false;
-    if (length == 0 && !*text) {
+    if (*text && *text != stg_empty_string) return receive_into(stream, *text, length);
+    if (length == 0) {
         *text = const_cast<char *>(stg_empty_string);
         return true;
     }
-    char *fresh = nullptr;
-    if (*text) {
-        if (!XDR_GETBYTES(stream, *text, length)) return false;
-        (*text)[length] = '\0';
-    } else {
-        fresh = arriving_text(stream, length);
-        if (!fresh) return false;
-    }
-    const char *received = fresh ? fresh : *text;
-    if (std::memchr(received, '\0', length) || !skip_padding(stream, length)) {
+    char *fresh = arriving_text(stream, length);
+    if (!fresh) return false;
+    if (std::memchr(fresh, '\0', length) || !skip_padding(stream, length)) {
         stg_free(fresh);
         return false;
     }
-    if (fresh) *text = fresh;
+    *text = fresh;
     return true;
 }
 
@@ -100,17 +109,19 @@ template <class One> bool each(char *elements, u_int first, u_int last, u_int si
     return true;
 }
 
-// Elements for which memory is taken before they arrive.
-u_int first_capacity(const XDR *stream, u_int count, u_int size) {
+// Elements for which memory is taken before they arrive: no more bytes than the stream can hold, when it can tell.
+u_int first_capacity(const XDR *stream, u_int wanted, u_int size) {
     uint32_t left = 0;
-    const u_int capacity = std::min(count, std::max(first_piece / std::max(size, 1u), 1u));
-    return xdr_ks_bytes_left(stream, &left) ? std::min(capacity, left / unit + 1) : capacity;
+    xdr_ks_bytes_left(stream, &left);
+    return std::min(wanted, std::max(std::max(first_piece, left) / std::max(size, 1u), 1u));
 }
 
 // Decodes into an array that grows as the elements arrive; array and count agree at every moment.
 template <class One>
 bool receive_growing(XDR *stream, char *&elements, u_int &count, u_int wanted, u_int size, One one) {
     count = 0;
+    uint32_t left = 0;
+    if (xdr_ks_bytes_left(stream, &left) && left / unit < wanted) return false;
     u_int capacity = first_capacity(stream, wanted, size);
     for (u_int done = 0; done < wanted;) {
         auto *larger = static_cast<char *>(stg_calloc(capacity, size));
@@ -127,15 +138,16 @@ bool receive_growing(XDR *stream, char *&elements, u_int &count, u_int wanted, u
 
 template <class One> bool_t pass_array(XDR *stream, char **elements, u_int *count, u_int max, u_int size, One one) {
     if (!stream || !elements || !count) return FALSE;
-    const level nesting(stream);
-    if (stream->x_op == XDR_FREE) {
+    if (releases(stream)) {
         if (*elements) each(*elements, 0, *count, size, one);
         stg_free(std::exchange(*elements, nullptr));
         *count = 0;
         return TRUE;
     }
     u_int number = *count;
-    if (!nesting.ok || !xdr_u_int(stream, &number) || number > max) return FALSE;
+    if (!xdr_u_int(stream, &number) || number > max) return FALSE;
+    const level nesting;
+    if (number && !nesting.ok) return FALSE;
     if (stream->x_op == XDR_DECODE && !*elements)
         return receive_growing(stream, *elements, *count, number, size, one);
     if (number && !*elements) return FALSE;
@@ -146,9 +158,9 @@ template <class One> bool_t pass_array(XDR *stream, char **elements, u_int *coun
 // One element that is a pointer to an object.
 bool pass_pointed(XDR *stream, char *&object, u_int size, xdrproc_t proc) {
     if (stream->x_op == XDR_DECODE && !object) object = static_cast<char *>(stg_calloc(1, size));
-    if (!object) return stream->x_op == XDR_FREE;
-    const bool passed = proc(stream, object, no_maximum);
-    if (stream->x_op == XDR_FREE) stg_free(std::exchange(object, nullptr));
+    if (!object) return releases(stream);
+    const bool passed = call(proc, stream, object);
+    if (releases(stream)) stg_free(std::exchange(object, nullptr));
     return passed;
 }
 
@@ -167,8 +179,7 @@ extern "C" bool_t xdr_ez_string8(XDR *stream, char **text, u_int max) noexcept {
 extern "C" bool_t xdr_ez_array(XDR *stream, char **elements, u_int *count, u_int max, u_int size,
                                xdrproc_t element) noexcept {
     if (!element) return FALSE;
-    return pass_array(stream, elements, count, max, size,
-                      [=](char *at) { return element(stream, at, no_maximum) != FALSE; });
+    return pass_array(stream, elements, count, max, size, [=](char *at) { return call(element, stream, at); });
 }
 
 extern "C" bool_t xdr_ez_parray(XDR *stream, char **objects, u_int *count, u_int max, u_int size,
@@ -180,18 +191,18 @@ extern "C" bool_t xdr_ez_parray(XDR *stream, char **objects, u_int *count, u_int
 
 extern "C" bool_t xdr_ez_pointer(XDR *stream, char **object, u_int size, xdrproc_t proc) noexcept {
     if (!stream || !object || !proc) return FALSE;
-    const level nesting(stream);
-    if (stream->x_op == XDR_FREE) return pass_pointed(stream, *object, size, proc);
+    if (releases(stream)) return pass_pointed(stream, *object, size, proc);
     bool_t present = *object != nullptr;
-    if (!nesting.ok || !xdr_bool(stream, &present)) return FALSE;
-    if (present) return pass_pointed(stream, *object, size, proc);
+    if (!xdr_bool(stream, &present)) return FALSE;
+    const level nesting;
+    if (present) return nesting.ok && pass_pointed(stream, *object, size, proc);
     *object = nullptr;
     return TRUE;
 }
 
 extern "C" bool_t xdr_ez_vector(XDR *stream, char *elements, u_int count, u_int size, xdrproc_t element) noexcept {
     if (!stream || (!elements && count) || !element) return FALSE;
-    return each(elements, 0, count, size, [=](char *at) { return element(stream, at, no_maximum) != FALSE; });
+    return each(elements, 0, count, size, [=](char *at) { return call(element, stream, at); });
 }
 
 extern "C" void xdr_ez_free(xdrproc_t proc, void *object) noexcept {

@@ -45,11 +45,15 @@ bool grow(XDR *stream, uint32_t more) {
 
 // The next bytes of the stream, passed over; NULL when there are not so many.
 char *pass(XDR *stream, uint32_t size) {
-    if (stream->x_handy < size && !(stream->x_op == XDR_ENCODE && grow(stream, size))) return nullptr;
+    if (stream->x_handy < size) return nullptr;
     char *bytes = next_byte(stream);
     stream->x_private = bytes + size;
     stream->x_handy -= size;
     return bytes;
+}
+
+char *pass_growing(XDR *stream, uint32_t size) {
+    return stream->x_handy >= size || grow(stream, size) ? pass(stream, size) : nullptr;
 }
 
 bool_t get_long(XDR *stream, long *value) {
@@ -57,12 +61,12 @@ bool_t get_long(XDR *stream, long *value) {
     if (!bytes) return FALSE;
     uint32_t word;
     std::memcpy(&word, bytes, unit);
-    *value = static_cast<int32_t>(big_endian(word));
+    *value = big_endian(word); // without the sign, like the host's streams
     return TRUE;
 }
 
 bool_t put_long(XDR *stream, const long *value) {
-    char *bytes = pass(stream, unit);
+    char *bytes = pass_growing(stream, unit);
     if (!bytes) return FALSE;
     const uint32_t word = big_endian(static_cast<uint32_t>(*value));
     std::memcpy(bytes, &word, unit);
@@ -71,16 +75,14 @@ bool_t put_long(XDR *stream, const long *value) {
 
 bool_t get_bytes(XDR *stream, char *target, u_int size) {
     const char *bytes = pass(stream, size);
-    if (!bytes) return FALSE;
-    if (size) std::memcpy(target, bytes, size);
-    return TRUE;
+    if (bytes && size) std::memcpy(target, bytes, size);
+    return bytes || size == 0;
 }
 
 bool_t put_bytes(XDR *stream, const char *source, u_int size) {
-    char *bytes = pass(stream, size);
-    if (!bytes) return size == 0;
-    if (size) std::memcpy(bytes, source, size);
-    return TRUE;
+    char *bytes = pass_growing(stream, size);
+    if (bytes && size) std::memcpy(bytes, source, size);
+    return bytes || size == 0;
 }
 
 u_int get_position(XDR *stream) { return position(stream); }
@@ -92,20 +94,29 @@ bool_t set_position(XDR *stream, u_int at) {
     return TRUE;
 }
 
-int32_t *in_place(XDR *stream, u_int size) {
-    return reinterpret_cast<int32_t *>(pass(stream, size)); // no member of it is read through this type here
+// Generated code reads and writes whole words in place, so only aligned ones are given.
+template <char *(*Pass)(XDR *, uint32_t)> int32_t *in_place(XDR *stream, u_int size) {
+    if (reinterpret_cast<uintptr_t>(stream->x_private) % alignof(int32_t) != 0) return nullptr;
+    return reinterpret_cast<int32_t *>(Pass(stream, size));
 }
+
+void forget(XDR *stream) { place(stream, nullptr, 0, 0); }
 
 void release(XDR *stream) {
-    if (stream->x_op == XDR_ENCODE) stg_free(stream->x_base);
-    place(stream, nullptr, 0, 0);
+    stg_free(stream->x_base);
+    forget(stream);
 }
 
-bool_t no_control(XDR *, int, void *) { return FALSE; }
+template <class... Arguments> bool_t refuse(XDR *, Arguments...) { return FALSE; }
 
-// A pass that only releases has nothing to read or write.
-constexpr XDR::xdr_ops storage_ops = {get_long,     put_long, get_bytes, put_bytes, get_position,
-                                      set_position, in_place, release,   no_control};
+// Whose the bytes are is told by the operations and not by x_op, which a pass that releases may change: a stream with
+// a buffer of its own only takes, one over bytes of the caller's only delivers.
+constexpr XDR::xdr_ops taking = {
+    refuse, put_long, refuse, put_bytes, get_position, set_position, in_place<pass_growing>, release, refuse};
+constexpr XDR::xdr_ops delivering = {get_long,     refuse,         get_bytes, refuse, get_position,
+                                     set_position, in_place<pass>, forget,    refuse};
+
+bool is_storage_stream(const XDR *stream) { return stream->x_ops == &taking || stream->x_ops == &delivering; }
 
 // The host's memory streams, known by their operations: one set for aligned buffers, one for others.
 struct memory_stream_kinds {
@@ -136,7 +147,7 @@ extern "C" int xdrstg_create(XDR *stream, enum xdr_op op, uint32_t initial_size)
     if (initial_size && !buffer) return KS_ENOMEM;
     *stream = {};
     stream->x_op = op;
-    stream->x_ops = &storage_ops;
+    stream->x_ops = &taking;
     place(stream, buffer, 0, initial_size);
     return 0;
 }
@@ -146,22 +157,22 @@ extern "C" int xdrstg_create_decode_buf(XDR *stream, const void *buffer, uint32_
     static char nothing[1];
     *stream = {};
     stream->x_op = XDR_DECODE;
-    stream->x_ops = &storage_ops;
+    stream->x_ops = &delivering;
     place(stream, buffer ? static_cast<char *>(const_cast<void *>(buffer)) : nothing, 0, size);
     return 0;
 }
 
 extern "C" const void *xdrstg_buffer(const XDR *stream) noexcept {
-    return stream && stream->x_ops == &storage_ops ? stream->x_base : nullptr;
+    return stream && stream->x_ops == &taking ? stream->x_base : nullptr;
 }
 
 extern "C" void xdrstg_destroy(XDR *stream) noexcept {
-    if (stream && stream->x_ops == &storage_ops) release(stream);
+    if (stream && is_storage_stream(stream)) XDR_DESTROY(stream);
 }
 
 extern "C" int xdr_ks_bytes_left(const XDR *stream, uint32_t *left_out) noexcept {
     if (!stream || !left_out) return 0;
-    if (stream->x_ops != &storage_ops && !is_memory_stream(stream)) return 0;
+    if (!is_storage_stream(stream) && !is_memory_stream(stream)) return 0;
     *left_out = stream->x_handy;
     return 1;
 }
