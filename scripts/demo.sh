@@ -95,6 +95,16 @@ else
     fold -s -w 100 "$ORSIK_HOSTDATA_DIR/log/access_log"
 fi
 
+title "The same policy as the bytes that servers store"
+run 0 acl encode "$policy/vob.acl" "${vob[@]}" --out "$ORSIK_HOSTDATA_DIR/vob.bytes"
+run 0 acl decode --hex "$ORSIK_HOSTDATA_DIR/vob.bytes" "${vob[@]}" >"$ORSIK_HOSTDATA_DIR/members"
+head -n 12 "$ORSIK_HOSTDATA_DIR/members"
+expect granted "$ORSIK_HOSTDATA_DIR/vob.bytes" Lock --as 'BRACKWATER\carmen' --encoded "${vob[@]}"
+
+title "A new identifier, and what one says that was made from the time"
+run 0 uuid new
+run 0 uuid show 12345678.9abc1def.8a12.00:11:22:33:44:55
+
 title "Who runs this"
 run 0 whoami
 

@@ -37,8 +37,21 @@ std::string on_terminal(std::vector<std::string> words, const environment &varia
     return out;
 }
 
-const std::vector<std::vector<std::string>> all_commands = {
-    {}, {"acl"}, {"acl", "show"}, {"acl", "check"}, {"acl", "diff"}, {"whoami"}, {"status"}, {"msg"}};
+const std::vector<std::vector<std::string>> all_commands = {{},
+                                                            {"acl"},
+                                                            {"acl", "show"},
+                                                            {"acl", "check"},
+                                                            {"acl", "diff"},
+                                                            {"acl", "encode"},
+                                                            {"acl", "decode"},
+                                                            {"uuid"},
+                                                            {"uuid", "new"},
+                                                            {"uuid", "show"},
+                                                            {"uuid", "hash"},
+                                                            {"uuid", "time"},
+                                                            {"whoami"},
+                                                            {"status"},
+                                                            {"msg"}};
 
 } // namespace
 

@@ -175,7 +175,7 @@ void print_as_json(const request &r, const answer &made, int status) {
 int check(const options &o) {
     vocabulary words(o.acl.permissions);
     const tbs_acl_permission_set_t wanted = words.request(o.want);
-    acl_list acl(o.file, o.acl.classic, words);
+    acl_list acl(o.file, o.acl, words);
     const request r{o, std::move(words), std::move(acl), who_asks(o), owner_of(o), wanted};
     const answer made = decide(r);
     const int status = made.granted ? exit_done : exit_negative;
@@ -205,6 +205,7 @@ void add_acl_check(CLI::App &parent, action &chosen) {
     command.add_flag("--explain", o->explain, "Tell what applied, what it added, what is missing");
     command.add_flag("--log", o->log, "Record a refusal in the access log of the host");
     o->acl.add_to(command);
+    o->acl.add_encoded_to(command);
     command.footer("Without --as and --creds the process that runs the tool asks, with its own groups.\n"
                    "Exit status: 0 granted, 1 denied, 2 no decision for bad input.");
     command.callback([o, &chosen] { chosen = [o] { return check(*o); }; });

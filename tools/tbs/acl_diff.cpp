@@ -75,7 +75,7 @@ json as_json(const std::vector<difference> &found, const vocabulary &words) {
 
 int diff(const options &o) {
     const vocabulary words(o.acl.permissions);
-    const acl_list a(o.a, o.acl.classic, words), b(o.b, o.acl.classic, words);
+    const acl_list a(o.a, o.acl, words), b(o.b, o.acl, words);
     const std::vector<difference> found = compare(a, b);
     if (found.empty() != a.equals(b)) {
         throw failure("internal error: the comparison differs from the library's", "Report both files.");
@@ -100,6 +100,7 @@ void add_acl_diff(CLI::App &parent, action &chosen) {
     command.add_option("a", o->a, "First ACL file")->required()->type_name("FILE");
     command.add_option("b", o->b, "Second ACL file")->required()->type_name("FILE");
     o->acl.add_to(command);
+    o->acl.add_encoded_to(command);
     command.footer("Exit status: 0 the same, 1 different, 2 bad input.");
     command.callback([o, &chosen] { chosen = [o] { return diff(*o); }; });
 }

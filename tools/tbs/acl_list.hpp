@@ -1,4 +1,4 @@
-// acl_list.hpp - an ACL read from a file, in the form that the user chose.
+// acl_list.hpp - an ACL read from a file, a text or its bytes, in the form that the user chose.
 #ifndef TOOLS_TBS_ACL_LIST_HPP
 #define TOOLS_TBS_ACL_LIST_HPP
 
@@ -6,7 +6,9 @@
 #include "tool.hpp"
 #include "vocabulary.hpp"
 
+#include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -15,13 +17,16 @@ namespace tool {
 using owned_acl = owned<tbs_acl_h_t, tbs_acl_free>;
 using owned_sid_acl = owned<tbs_sid_acl_h_t, tbs_sid_acl_free>;
 
-// What the commands on ACL files share: options --classic, --permissions, --json.
+// What the commands on ACL files share: options --classic, --permissions, --json; and --encoded, where a file may be
+// either.
 struct acl_options {
     bool classic = false;
+    bool encoded = false;
     bool as_json = false;
     std::optional<std::string> permissions;
 
     void add_to(CLI::App &command);
+    void add_encoded_to(CLI::App &command);
 };
 
 struct acl_entry {
@@ -32,8 +37,12 @@ struct acl_entry {
 
 class acl_list {
 public:
-    // Reads a file. Throws failure; the library has printed what is wrong with the line.
+    // Reads a text file. Throws failure; the library has printed what is wrong with the line.
     acl_list(const std::string &path, bool classic, const vocabulary &words);
+    // Decodes bytes that were read from a file. Throws failure; the library has printed what is wrong with them.
+    acl_list(const std::string &path, std::span<const uint8_t> encoded, bool classic);
+    // Reads a file of the kind that the options name.
+    acl_list(const std::string &path, const acl_options &o, const vocabulary &words);
 
     [[nodiscard]] const std::string &path() const { return path_; }
     [[nodiscard]] bool is_classic() const { return is_classic_; }
@@ -49,12 +58,17 @@ public:
     [[nodiscard]] bool equals(const acl_list &other) const;
 
 private:
+    void list_entries();
+
     std::string path_;
     bool is_classic_;
     owned_acl classic_;
     owned_sid_acl by_sid_;
     std::vector<acl_entry> entries_;
 };
+
+// The entries of a SID ACL, in stored order.
+std::vector<acl_entry> entries_of(tbs_sid_acl_h_t acl);
 
 // Text of a SID identity. An account that no source can name any more is shown by its SID.
 std::string identity_text(const tbs_sid_acl_id_t &id);

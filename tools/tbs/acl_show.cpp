@@ -11,7 +11,7 @@ struct options {
 
 int show(const options &o) {
     const vocabulary words(o.acl.permissions);
-    const acl_list acl(o.file, o.acl.classic, words);
+    const acl_list acl(o.file, o.acl, words);
     if (o.acl.as_json) {
         json entries = json::array();
         for (const acl_entry &entry : acl.entries()) {
@@ -44,6 +44,7 @@ void add_acl_show(CLI::App &parent, action &chosen) {
     CLI::App &command = *parent.add_subcommand("show", "Show the entries of an ACL file");
     command.add_option("file", o->file, "ACL file")->required()->type_name("FILE");
     o->acl.add_to(command);
+    o->acl.add_encoded_to(command);
     command.callback([o, &chosen] { chosen = [o] { return show(*o); }; });
 }
 

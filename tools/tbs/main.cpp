@@ -15,9 +15,15 @@ bool wants_json(int argc, char **argv) {
 }
 
 CLI::App &add_acl(CLI::App &app) {
-    CLI::App &acl = *app.add_subcommand("acl", "Show, check and compare ACL files");
+    CLI::App &acl = *app.add_subcommand("acl", "Show, check, compare and encode ACL files");
     acl.require_subcommand(1);
     return acl;
+}
+
+CLI::App &add_rolemap(CLI::App &app) {
+    CLI::App &rolemap = *app.add_subcommand("rolemap", "Show, check and change role map files");
+    rolemap.require_subcommand(1);
+    return rolemap;
 }
 
 // Runs what the command line says; the message of a failure goes where answers go.
@@ -31,6 +37,14 @@ public:
         add_acl_show(acl, chosen_);
         add_acl_check(acl, chosen_);
         add_acl_diff(acl, chosen_);
+        add_acl_encode(acl, chosen_);
+        add_acl_decode(acl, chosen_);
+        add_acl_effective(acl, chosen_);
+        CLI::App &rolemap = add_rolemap(app_);
+        add_rolemap_show(rolemap, chosen_);
+        add_rolemap_check(rolemap, chosen_);
+        add_rolemap_edits(rolemap, chosen_);
+        add_uuid(app_, chosen_);
         add_whoami(app_, chosen_);
         add_status(app_, chosen_);
         add_msg(app_, chosen_);

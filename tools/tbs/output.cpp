@@ -22,7 +22,13 @@ std::string_view without_newline(std::string_view text) {
     return text;
 }
 
-// The longest beginning that fits, cut at a blank or behind a comma; a word that is longer stands alone.
+} // namespace
+
+size_t width_of(std::string_view text) {
+    return static_cast<size_t>(std::count_if(text.begin(), text.end(),
+                                             [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
+}
+
 std::string_view first_line(std::string_view text, size_t room) {
     if (width_of(text) <= room) return text;
     size_t best = 0;
@@ -32,13 +38,6 @@ std::string_view first_line(std::string_view text, size_t room) {
         best = i;
     }
     return best ? text.substr(0, best) : text;
-}
-
-} // namespace
-
-size_t width_of(std::string_view text) {
-    return static_cast<size_t>(std::count_if(text.begin(), text.end(),
-                                             [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
 }
 
 void print(std::string_view text) { print_as("%.*s", text); }
@@ -108,13 +107,15 @@ void report_json(const failure &error, const std::vector<collected_message> &mes
                         {"number", message.number ? json(message.number) : json(nullptr)},
                         {"text", message.text}});
     }
-    print_json({{"error",
-                 {{"text", error.text()},
-                  {"file", error.file().empty() ? json(nullptr) : json(error.file())},
-                  {"line", error.line() ? json(error.line()) : json(nullptr)},
-                  {"remedy", error.remedy()},
-                  {"messages", std::move(said)}}},
-                {"exit_status", exit_bad_input}});
+    const auto *partial = dynamic_cast<const partial_failure *>(&error);
+    json answer = partial ? partial->answer() : json::object();
+    answer["error"] = {{"text", error.text()},
+                       {"file", error.file().empty() ? json(nullptr) : json(error.file())},
+                       {"line", error.line() ? json(error.line()) : json(nullptr)},
+                       {"remedy", error.remedy()},
+                       {"messages", std::move(said)}};
+    answer["exit_status"] = exit_bad_input;
+    print_json(answer);
 }
 
 } // namespace tool

@@ -11,6 +11,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace tool {
@@ -23,6 +24,9 @@ constexpr size_t line_width = 100;
 
 // Columns of a text on a terminal: one for each character.
 size_t width_of(std::string_view text);
+
+// The longest beginning that fits, cut at a blank or behind a comma; a word that is longer stands alone.
+std::string_view first_line(std::string_view text, size_t room);
 
 // Writes part of a line.
 void print(std::string_view text);
@@ -46,11 +50,15 @@ struct collected_message {
     std::string text;
 };
 
-// Takes the libraries' warnings and errors for the JSON answer; traces still go to standard error.
+// Takes the libraries' warnings and errors for the answer; traces still go to standard error. Of nested collectors the
+// inner one takes them all.
 class message_collector {
 public:
-    message_collector() { imsg_set_sink(&message_collector::take, this); }
-    ~message_collector() { imsg_set_sink(nullptr, nullptr); }
+    message_collector() : outer_(std::exchange(current_, this)) { imsg_set_sink(&message_collector::take, this); }
+    ~message_collector() {
+        current_ = outer_;
+        imsg_set_sink(outer_ ? &message_collector::take : nullptr, outer_);
+    }
     message_collector(const message_collector &) = delete;
     message_collector &operator=(const message_collector &) = delete;
 
@@ -60,7 +68,20 @@ private:
     static void take(void *context, int severity, const char *module, const imsg_table_t *table, uint32_t index,
                      const char *text) noexcept;
 
+    static inline constinit message_collector *current_ = nullptr;
+
+    message_collector *outer_;
     std::vector<collected_message> messages_;
+};
+
+// A failure behind the beginning of an answer, which a JSON report holds too.
+class partial_failure : public failure {
+public:
+    partial_failure(const failure &why, json answer) : failure(why), answer_(std::move(answer)) {}
+    [[nodiscard]] const json &answer() const noexcept { return answer_; }
+
+private:
+    json answer_;
 };
 
 // Reports a failure as text on standard error, or as a JSON object on standard output with what the libraries said.

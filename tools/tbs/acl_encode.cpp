@@ -1,0 +1,65 @@
+// tbs acl encode: the self-contained bytes of an ACL file.
+#include "acl_bytes.hpp"
+#include "output_file.hpp"
+
+namespace tool {
+namespace {
+
+struct options {
+    acl_options acl;
+    std::string file;
+    std::optional<std::string> out;
+};
+
+std::string hex(std::span<const uint8_t> content) {
+    constexpr char digits[] = "0123456789abcdef";
+    std::string text;
+    for (const uint8_t byte : content) text += {digits[byte >> 4], digits[byte & 15]};
+    return text;
+}
+
+void print_as_json(const options &o, const acl_list &acl, const bytes &encoded) {
+    json answer = {{"file", acl.path()}, {"form", acl.form()}, {"length", encoded.size()}};
+    if (o.out) {
+        answer["out"] = *o.out;
+    } else {
+        answer["bytes"] = hex(encoded);
+    }
+    answer["exit_status"] = exit_done;
+    print_json(answer);
+}
+
+void show(const options &o, const vocabulary &words, const bytes &encoded) {
+    hex_view shown(encoded, meaning_in_acl(words));
+    shown.end(view_acl(encoded, o.acl.classic, shown));
+}
+
+int encode_file(const options &o) {
+    const vocabulary words(o.acl.permissions);
+    const acl_list acl(o.file, o.acl, words);
+    const bytes encoded = encode(acl);
+    if (o.out || !(o.acl.as_json || output_is_terminal())) {
+        write_answer(o.out, {reinterpret_cast<const char *>(encoded.data()), encoded.size()});
+    }
+    if (o.acl.as_json) {
+        print_as_json(o, acl, encoded);
+    } else if (!o.out && output_is_terminal()) {
+        show(o, words, encoded);
+    }
+    return exit_done;
+}
+
+} // namespace
+
+void add_acl_encode(CLI::App &parent, action &chosen) {
+    const auto o = std::make_shared<options>();
+    CLI::App &command = *parent.add_subcommand("encode", "Write the bytes of an ACL file");
+    command.add_option("file", o->file, "ACL file")->required()->type_name("FILE");
+    command.add_option("-o,--out", o->out, "File for the bytes, replaced as a whole")->type_name("OUT");
+    o->acl.add_to(command);
+    command.footer("Without -o the bytes go to standard output; a terminal gets them as\n"
+                   "\"tbs acl decode --hex\" shows them.");
+    command.callback([o, &chosen] { chosen = [o] { return encode_file(*o); }; });
+}
+
+} // namespace tool
