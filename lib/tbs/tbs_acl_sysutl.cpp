@@ -53,7 +53,7 @@ using owned_system_acl = owned<sysutl_acl_t *, free_system_acl>;
 // An entry that is not wanted unless all of it could be made.
 class half_made_entry {
 public:
-    half_made_entry(sysutl_acl_t *acl) : acl_(acl) {}
+    explicit half_made_entry(sysutl_acl_t *acl) : acl_(acl) {}
     ~half_made_entry() {
         if (entry_) sysutl_acl_delete_entry(acl_, entry_);
     }

@@ -20,7 +20,7 @@ wire::classic_entries entries_of(tbs_acl_h_t acl) { return {acl->count, acl->ent
 
 // Decoded entries, released when the scope ends.
 template <class T> struct decoded : T {
-    decoded() : T{} {}
+    decoded() : T() {}
     ~decoded() { wire::drop(static_cast<T &>(*this)); }
     decoded(const decoded &) = delete;
     decoded &operator=(const decoded &) = delete;

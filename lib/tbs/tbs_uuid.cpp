@@ -147,16 +147,18 @@ bool read_canonical(const char *text, tbs_uuid_t *uuid_out) {
            (length >= dense_length && read_dense(text, uuid_out));
 }
 
-// Reads what the C scanner reads.
+// Reads what the C scanner reads. A field has no more digits than its variable holds.
 tbs_status_t scan(const char *text, tbs_uuid_t *uuid_out) {
     constexpr int fields = 10;
     unsigned low = 0;
     unsigned short mid = 0, high = 0, clock = 0, n[6] = {};
+    // NOLINTBEGIN(cert-err34-c)
     const bool is_dotted = std::sscanf(text, "%08x.%04hx%04hx.%04hx.%02hx:%02hx:%02hx:%02hx:%02hx:%02hx", &low, &mid,
                                        &high, &clock, &n[0], &n[1], &n[2], &n[3], &n[4], &n[5]) == fields;
     const bool is_dense =
         !is_dotted && std::sscanf(text, "%08x%04hx%04hx%04hx%02hx%02hx%02hx%02hx%02hx%02hx", &low, &mid, &high,
                                   &clock, &n[0], &n[1], &n[2], &n[3], &n[4], &n[5]) == fields;
+    // NOLINTEND(cert-err34-c)
     if (!is_dotted && !is_dense) return TBS_ST_ERROR;
     uuid_out->time_low = low;
     uuid_out->time_mid = mid;

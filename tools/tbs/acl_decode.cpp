@@ -87,7 +87,7 @@ int show_members(const options &o, const vocabulary &words, const bytes &encoded
     hex_view shown(encoded, meaning_in_acl(words));
     const tbs::wire::view_result result = view_acl(encoded, o.acl.classic, shown);
     shown.end(result);
-    acl_list(o.file, encoded, o.acl.classic);
+    const acl_list acl(o.file, encoded, o.acl.classic); // says what is wrong
     require_agreement(result);
     return exit_done;
 }
