@@ -1,5 +1,5 @@
 /*
- * ks_file.h - product paths and host paths.
+ * ks_file.h - product paths and host paths, status of files, directories.
  *
  * A product path separates its parts with "\" or "/"; joins made by the libraries use "\". Every platform function
  * that takes a path turns it into a host path first. Any thread, any time.
@@ -35,6 +35,26 @@ KS_API int fileutl_host_path(const char *path, char *buffer, size_t size) KS_NOE
 KS_API int fileutl_is_drive_style(const char *path) KS_NOEXCEPT;
 
 /**
+ * Tells whether a path names a share of the network: it begins with two separators.
+ *
+ * @param path  product path; NULL is none.
+ * @return  1 or 0.
+ */
+KS_API int fileutl_is_unc_pn(const char *path) KS_NOEXCEPT;
+
+/**
+ * Turns a path on a mapped drive into its full network form. Hosts without mapped drives give the path as it is.
+ *
+ * @param path    product path.
+ * @param buffer  receives the path.
+ * @param size    size of @p buffer in bytes.
+ * @retval 0                  written
+ * @retval KS_ENAMETOOLONG    it does not fit; the buffer holds ""
+ * @retval KS_EINVAL          a pointer is NULL or @p size is 0
+ */
+KS_API int fileutl_expand_mapped_pn(const char *path, char *buffer, size_t size) KS_NOEXCEPT;
+
+/**
  * Splits a path at its last separator. Without one the directory is empty; after a trailing one the leaf is.
  *
  * @param path       product path.
@@ -48,6 +68,72 @@ KS_API int fileutl_is_drive_style(const char *path) KS_NOEXCEPT;
  */
 KS_API int fileutl_strip_leaf(const char *path, char *directory, size_t directory_size, char *leaf,
                               size_t leaf_size) KS_NOEXCEPT;
+
+/* ---- status -------------------------------------------------------------------------------------------------- */
+
+/** Kinds of files, in the bits #FILEUTL_KIND of a mode; numbered as POSIX systems do. */
+enum {
+    FILEUTL_KIND = 0170000,
+    FILEUTL_FIFO = 0010000,
+    FILEUTL_CHAR_DEVICE = 0020000,
+    FILEUTL_DIRECTORY = 0040000,
+    FILEUTL_BLOCK_DEVICE = 0060000,
+    FILEUTL_REGULAR = 0100000,
+    FILEUTL_LINK = 0120000,
+    FILEUTL_SOCKET = 0140000
+};
+
+/** What a host knows of a file. */
+typedef struct fileutl_status {
+    uint32_t mode;   /**< kind and permission bits, 07777 */
+    uint32_t nlink;  /**< names of the file */
+    uint32_t uid;    /**< owner, the host's number */
+    uint32_t gid;    /**< group, the host's number */
+    uint64_t device; /**< where the file is */
+    uint64_t ino;    /**< its number there */
+    int64_t size;    /**< bytes */
+    int64_t atime;   /**< last read, seconds since 1970 */
+    int64_t mtime;   /**< last write */
+    int64_t ctime;   /**< last change of the status */
+} fileutl_status_t;
+
+/**
+ * Tells what a file is.
+ *
+ * @param      path        product path.
+ * @param      follow      non-zero: of a symbolic link its target is meant.
+ * @param[out] status_out  the status; untouched on failure.
+ * @return  0; -1 with ks_errno set: KS_ENOENT, KS_EACCES, KS_ENOTDIR, KS_ENAMETOOLONG, KS_EINVAL for a NULL, or
+ *          what else the host says, translated.
+ */
+KS_API int fileutl_stat(const char *path, int follow, fileutl_status_t *status_out) KS_NOEXCEPT;
+
+/* ---- directories --------------------------------------------------------------------------------------------- */
+
+/** A directory that is being listed; one thread at a time. */
+typedef struct fileutl_dir fileutl_dir_t;
+
+/**
+ * Opens a directory for listing.
+ *
+ * @param path  product path.
+ * @return  the listing, closed with fileutl_closedir(); NULL with ks_errno set: KS_ENOENT, KS_ENOTDIR, KS_EACCES,
+ *          KS_ENAMETOOLONG, KS_ENOMEM, KS_EINVAL for a NULL, or what else the host says, translated.
+ */
+KS_API fileutl_dir_t *fileutl_opendir(const char *path) KS_NOEXCEPT;
+
+/**
+ * Gives the next name, in the order of the directory; "." and ".." are among them.
+ *
+ * @param dir     the listing.
+ * @param buffer  receives the name; untouched unless the result is 1.
+ * @param size    size of @p buffer in bytes; 256 always suffices.
+ * @return  1 for a name; 0 at the end; -1 with ks_errno set: KS_ENAMETOOLONG, KS_EINVAL, or what the host says.
+ */
+KS_API int fileutl_readdir_r(fileutl_dir_t *dir, char *buffer, size_t size) KS_NOEXCEPT;
+
+/** Closes a listing. @return 0; else the error, also in ks_errno; the listing is gone in either case. */
+KS_API int fileutl_closedir(fileutl_dir_t *dir) KS_NOEXCEPT;
 
 KS_END_C
 

@@ -150,6 +150,17 @@ KS_API int strutl_is_ok_name(const char *name, const char *not_first, const char
 KS_API size_t strutl_snprintf(char *buffer, size_t size, const char *format, ...) KS_NOEXCEPT;
 
 /**
+ * Converts a text of 16-bit units (UTF-16) to UTF-8, cut between characters to fit and always terminated. A unit that
+ * is no character becomes U+FFFD.
+ *
+ * @param buffer  the caller's buffer.
+ * @param size    its size in bytes; with 0 nothing is written.
+ * @param wide    terminated text; NULL counts as "".
+ * @return  the converted length without the terminator.
+ */
+KS_API size_t strutl_cvt_wide_str_to_str(char *buffer, size_t size, const uint16_t *wide) KS_NOEXCEPT;
+
+/**
  * Removes leading and trailing white space (blank, \t, \n, \v, \f, \r) in place.
  *
  * @param text  terminated text, changed in place.

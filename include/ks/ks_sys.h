@@ -52,6 +52,27 @@ KS_API int sysutl_gsid_to_group(const credutl_sid_t *sid, int form, char *buffer
  */
 KS_API int sysutl_myhostname(char *buffer, size_t size) KS_NOEXCEPT;
 
+/**
+ * Gives the login name of the user that the process belongs to (the real user), without a domain.
+ *
+ * @param buffer  receives the name; "" on failure when @p size is not 0.
+ * @param size    its size in bytes.
+ * @return  0; KS_ENOENT for a user without a name, KS_ENAMETOOLONG, KS_EINVAL, KS_ENOMEM, or KS_EIO when the host's
+ *          account database cannot be read.
+ */
+KS_API int sysutl_myloginname(char *buffer, size_t size) KS_NOEXCEPT;
+
+/**
+ * Gives the home directory of a user of this host. For the user that the process belongs to HOME is honoured when it
+ * is an absolute path, but not in a program that runs with raised privileges.
+ *
+ * @param login   login name, as sysutl_myloginname() gives it.
+ * @param buffer  receives the directory; "" on failure when @p size is not 0.
+ * @param size    its size in bytes.
+ * @return  0; KS_ENOENT for an unknown user, else as sysutl_myloginname().
+ */
+KS_API int sysutl_get_homedir(const char *login, char *buffer, size_t size) KS_NOEXCEPT;
+
 KS_END_C
 
 #endif

@@ -32,6 +32,28 @@ NT_API FILE *unix_nt_fopen(const char *path, const char *mode) KS_NOEXCEPT;
  */
 NT_API size_t unix_nt_fread(void *buffer, size_t size, FILE *stream) KS_NOEXCEPT;
 
+/**
+ * Tests whether a file is there and may be used, as C's access does, for the effective user.
+ *
+ * @param path  product path.
+ * @param mode  0: it is there; 2: it may be written; 4: read; 6: both.
+ * @return  0; -1 with ks_errno set: KS_ENOENT, KS_EACCES, KS_ENAMETOOLONG, KS_EINVAL for a NULL or another mode, or
+ *          what else the host says, translated. Prints nothing. Any thread.
+ */
+NT_API int unix_nt_access(const char *path, int mode) KS_NOEXCEPT;
+
+/**
+ * Opens a file of settings for reading, close-on-exec. Only a regular file is opened, and nothing is waited for; what
+ * is asked about the file is asked of the open one.
+ *
+ * @param      path                  product path.
+ * @param[out] others_may_write_out  1 when others than the file's owner and group may write to it, else 0: the
+ *                                   caller says so to the user; may be NULL, untouched on failure.
+ * @return  the stream, closed with fclose(); NULL with ks_errno set: KS_ENOENT, KS_EACCES, KS_EISDIR, KS_ENAMETOOLONG,
+ *          KS_EINVAL for a NULL or what is no file, or what else the host says. Prints nothing. Any thread.
+ */
+NT_API FILE *unix_nt_fopen_settings(const char *path, int *others_may_write_out) KS_NOEXCEPT;
+
 KS_END_C
 
 #endif

@@ -1,7 +1,10 @@
 #include "ks/ks_file.h"
 
 #include "internal/ks_fail.hpp"
+#include "internal/ks_file_os.hpp"
 #include "internal/ks_os.hpp"
+#include "ks/ks_stg.h"
+#include "ks/ks_str.h"
 
 #include <cstring>
 #include <string_view>
@@ -38,6 +41,17 @@ extern "C" int fileutl_is_drive_style(const char *path) noexcept {
     return is_separator(path[0]) && !is_separator(path[1]);
 }
 
+extern "C" int fileutl_is_unc_pn(const char *path) noexcept {
+    return path && is_separator(path[0]) && is_separator(path[1]);
+}
+
+extern "C" int fileutl_expand_mapped_pn(const char *path, char *buffer, size_t size) noexcept {
+    if (!path || !buffer || size == 0) return ks::fail(KS_EINVAL);
+    if (strutl_cpy_buf(buffer, size, path) == std::strlen(path)) return 0;
+    *buffer = '\0';
+    return ks::fail(KS_ENAMETOOLONG);
+}
+
 extern "C" int fileutl_strip_leaf(const char *path, char *directory, size_t directory_size, char *leaf,
                                   size_t leaf_size) noexcept {
     if (!path || !directory || !leaf) return ks::fail(KS_EINVAL);
@@ -50,4 +64,40 @@ extern "C" int fileutl_strip_leaf(const char *path, char *directory, size_t dire
     write_text(directory, before);
     write_text(leaf, behind);
     return 0;
+}
+
+// ---- status
+
+extern "C" int fileutl_stat(const char *path, int follow, fileutl_status_t *status_out) noexcept {
+    char host_path[KS_PATH_SIZE];
+    int error = status_out ? 0 : KS_EINVAL;
+    if (error == 0) error = fileutl_host_path(path, host_path, sizeof host_path);
+    if (error == 0) error = ks::os::file_status(host_path, follow != 0, *status_out);
+    return error == 0 ? 0 : (ks::fail(error), -1);
+}
+
+// ---- directories
+
+extern "C" fileutl_dir_t *fileutl_opendir(const char *path) noexcept {
+    char host_path[KS_PATH_SIZE];
+    if (fileutl_host_path(path, host_path, sizeof host_path) != 0) return nullptr;
+    if (stg_must_fail()) return ks::fail_null(KS_ENOMEM);
+    int error = 0;
+    fileutl_dir_t *dir = ks::os::open_directory(host_path, error);
+    return dir ? dir : ks::fail_null(error);
+}
+
+extern "C" int fileutl_readdir_r(fileutl_dir_t *dir, char *buffer, size_t size) noexcept {
+    if (!dir || !buffer) return ks::fail(KS_EINVAL), -1;
+    int error = 0;
+    const char *name = ks::os::next_entry(dir, error);
+    if (!name) return error == 0 ? 0 : (ks::fail(error), -1);
+    if (std::strlen(name) >= size) return ks::fail(KS_ENAMETOOLONG), -1;
+    strutl_cpy_buf(buffer, size, name);
+    return 1;
+}
+
+extern "C" int fileutl_closedir(fileutl_dir_t *dir) noexcept {
+    const int error = dir ? ks::os::close_directory(dir) : KS_EINVAL;
+    return error == 0 ? 0 : ks::fail(error);
 }

@@ -8,6 +8,9 @@
 #include <cstdarg>
 #include <cstring>
 #include <string_view>
+#include <unicode/utf.h>
+#include <unicode/utf16.h>
+#include <unicode/utf8.h>
 
 namespace {
 
@@ -198,6 +201,20 @@ extern "C" size_t strutl_snprintf(char *buffer, size_t size, const char *format,
     va_start(arguments, format);
     const size_t length = ks::format(buffer, buffer ? size : 0, format ? format : "", arguments, 0);
     va_end(arguments);
+    return length;
+}
+
+extern "C" size_t strutl_cvt_wide_str_to_str(char *buffer, size_t size, const uint16_t *wide) noexcept {
+    if (!buffer || size == 0) return 0;
+    size_t length = 0;
+    for (size_t at = 0; wide && wide[at];) {
+        UChar32 character;
+        U16_NEXT(reinterpret_cast<const UChar *>(wide), at, SIZE_MAX, character);
+        if (U_IS_SURROGATE(character)) character = 0xFFFD;
+        if (size - length <= static_cast<size_t>(U8_LENGTH(character))) break;
+        U8_APPEND_UNSAFE(buffer, length, character);
+    }
+    buffer[length] = '\0';
     return length;
 }
 

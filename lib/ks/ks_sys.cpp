@@ -3,9 +3,11 @@
 #include "internal/ks_account.hpp"
 #include "internal/ks_call.hpp"
 #include "internal/ks_sys_os.hpp"
+#include "ks/ks_str.h"
 
 #include <algorithm>
 #include <cstring>
+#include <string>
 
 namespace ks {
 namespace {
@@ -64,5 +66,32 @@ extern "C" int sysutl_myhostname(char *buffer, size_t size) noexcept {
         std::memcpy(buffer, host, length);
         buffer[length] = '\0';
         return 0;
+    });
+}
+
+namespace {
+
+// Copies what a question to the host gave into the caller's buffer, whole or not at all.
+template <class Question> int answer(char *buffer, size_t size, Question &&ask) noexcept {
+    return call([&]() -> int {
+        if (!buffer || size == 0) return KS_EINVAL;
+        buffer[0] = '\0';
+        std::string text;
+        if (const int error = ask(text)) return error;
+        if (text.size() >= size) return KS_ENAMETOOLONG;
+        strutl_cpy_buf(buffer, size, text.c_str());
+        return 0;
+    });
+}
+
+} // namespace
+
+extern "C" int sysutl_myloginname(char *buffer, size_t size) noexcept {
+    return answer(buffer, size, [](std::string &name) { return os::login_name(name); });
+}
+
+extern "C" int sysutl_get_homedir(const char *login, char *buffer, size_t size) noexcept {
+    return answer(buffer, size, [login](std::string &directory) -> int {
+        return login ? os::home_directory(login, directory) : KS_EINVAL;
     });
 }

@@ -1,6 +1,7 @@
 #include "nt/nt_file.h"
 
 #include "internal/nt_os.hpp"
+#include "internal/nt_sys_os.hpp"
 #include "ks/ks_errno.h"
 #include "ks/ks_file.h"
 
@@ -51,4 +52,26 @@ extern "C" size_t unix_nt_fread(void *buffer, size_t size, FILE *stream) noexcep
         ks_errno = error != 0 ? error : KS_EIO; // the flag may be older than this call
     }
     return count;
+}
+
+extern "C" int unix_nt_access(const char *path, int mode) noexcept {
+    constexpr int may_write = 2, may_read = 4;
+    char host_path[KS_PATH_SIZE];
+    int error = (mode & ~(may_write | may_read)) == 0 ? 0 : KS_EINVAL;
+    if (error == 0) error = fileutl_host_path(path, host_path, sizeof host_path);
+    if (error == 0) error = nt::os::test_access(host_path, mode & may_read, mode & may_write);
+    if (error == 0) return 0;
+    ks_errno = error;
+    return -1;
+}
+
+extern "C" FILE *unix_nt_fopen_settings(const char *path, int *others_may_write_out) noexcept {
+    char host_path[KS_PATH_SIZE];
+    if (fileutl_host_path(path, host_path, sizeof host_path) != 0) return nullptr;
+    int error = 0;
+    bool others_may_write = false;
+    FILE *stream = nt::os::open_settings(host_path, others_may_write, error);
+    if (!stream) return fail(error);
+    if (others_may_write_out) *others_may_write_out = others_may_write;
+    return stream;
 }

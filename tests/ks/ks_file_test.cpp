@@ -1,12 +1,18 @@
 #include "ks/ks_file.h"
 
 #include "ks/ks_errno.h"
+#include "support/faults.hpp"
+#include "support/temp_dir.hpp"
 
 #include <gtest/gtest.h>
 #include <rapidcheck.h>
 #include <rapidcheck/gtest.h>
 
+#include <fcntl.h>
+#include <set>
 #include <string>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -98,6 +104,127 @@ RC_GTEST_PROP(FileutlStripLeaf, GivesPartsThatJoinToTheWhole, ()) {
     } else {
         RC_ASSERT(directory + path[directory.size()] + leaf == path);
     }
+}
+
+// ---- network and mapped paths
+
+TEST(FileutlIsUncPn, NeedsTwoSeparatorsInFront) {
+    for (const char *path : {"\\\\host\\share", "//host/share", "\\/x", "\\\\"})
+        EXPECT_EQ(fileutl_is_unc_pn(path), 1);
+    for (const char *path : {"", "\\", "\\x", "x\\\\y", "c:\\\\"}) EXPECT_EQ(fileutl_is_unc_pn(path), 0) << path;
+    EXPECT_EQ(fileutl_is_unc_pn(nullptr), 0);
+}
+
+TEST(FileutlExpandMappedPn, GivesThePathWhereNothingIsMapped) {
+    char buffer[8];
+    EXPECT_EQ(fileutl_expand_mapped_pn("\\a/b", buffer, sizeof buffer), 0);
+    EXPECT_STREQ(buffer, "\\a/b");
+    EXPECT_EQ(fileutl_expand_mapped_pn("1234567", buffer, sizeof buffer), 0);
+    EXPECT_EQ(fileutl_expand_mapped_pn("12345678", buffer, sizeof buffer), KS_ENAMETOOLONG);
+    EXPECT_STREQ(buffer, "");
+    EXPECT_EQ(fileutl_expand_mapped_pn(nullptr, buffer, sizeof buffer), KS_EINVAL);
+    EXPECT_EQ(fileutl_expand_mapped_pn("x", nullptr, 8), KS_EINVAL);
+    EXPECT_EQ(fileutl_expand_mapped_pn("x", buffer, 0), KS_EINVAL);
+}
+
+// ---- status
+
+TEST(FileutlStat, TellsKindModeSizeAndTimes) {
+    const temp_dir dir;
+    const std::string file = dir.write("file", "hello");
+    ASSERT_EQ(chmod(file.c_str(), 0640), 0);
+    const timespec times[2] = {{-86400, 0}, {5000000000, 0}}; // before 1970, behind 2038
+    ASSERT_EQ(utimensat(AT_FDCWD, file.c_str(), times, 0), 0);
+    fileutl_status_t status;
+    ASSERT_EQ(fileutl_stat(file.c_str(), 1, &status), 0);
+    EXPECT_EQ(status.mode, FILEUTL_REGULAR | 0640u);
+    EXPECT_EQ(status.size, 5);
+    EXPECT_EQ(status.atime, -86400);
+    EXPECT_EQ(status.mtime, 5000000000);
+    EXPECT_EQ(status.nlink, 1u);
+    EXPECT_EQ(status.uid, geteuid());
+    ASSERT_EQ(fileutl_stat(dir.str().c_str(), 1, &status), 0);
+    EXPECT_EQ(status.mode & FILEUTL_KIND, static_cast<uint32_t>(FILEUTL_DIRECTORY));
+}
+
+TEST(FileutlStat, FollowsLinksWhenAsked) {
+    const temp_dir dir;
+    const std::string link = dir / "link";
+    ASSERT_EQ(symlink(dir.write("file", "x").c_str(), link.c_str()), 0);
+    fileutl_status_t status;
+    ASSERT_EQ(fileutl_stat(link.c_str(), 1, &status), 0);
+    EXPECT_EQ(status.mode & FILEUTL_KIND, static_cast<uint32_t>(FILEUTL_REGULAR));
+    ASSERT_EQ(fileutl_stat(link.c_str(), 0, &status), 0);
+    EXPECT_EQ(status.mode & FILEUTL_KIND, static_cast<uint32_t>(FILEUTL_LINK));
+}
+
+TEST(FileutlStat, IsNegativeOnFailure) {
+    const temp_dir dir;
+    fileutl_status_t status = {};
+    const auto failure = [&](const char *path, fileutl_status_t *out) {
+        ks_errno = 0;
+        EXPECT_EQ(fileutl_stat(path, 1, out), -1);
+        return ks_errno;
+    };
+    EXPECT_EQ(failure((dir / "none").c_str(), &status), KS_ENOENT);
+    EXPECT_EQ(failure((dir.write("file", "") + "\\x").c_str(), &status), KS_ENOTDIR);
+    EXPECT_EQ(failure(std::string(2000, 'x').c_str(), &status), KS_ENAMETOOLONG);
+    EXPECT_EQ(failure(nullptr, &status), KS_EINVAL);
+    EXPECT_EQ(failure("/", nullptr), KS_EINVAL);
+    EXPECT_EQ(status.mode, 0u);
+}
+
+// ---- directories
+
+TEST(FileutlOpendir, ListsEveryEntry) {
+    const temp_dir dir;
+    dir.write("one", "");
+    dir.write("two/three", "");
+    fileutl_dir_t *listing = fileutl_opendir(dir.str().c_str());
+    ASSERT_NE(listing, nullptr);
+    std::multiset<std::string> names;
+    char name[256];
+    int result;
+    while ((result = fileutl_readdir_r(listing, name, sizeof name)) == 1) names.insert(name);
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(names, (std::multiset<std::string>{".", "..", "one", "two"}));
+    EXPECT_EQ(fileutl_closedir(listing), 0);
+}
+
+TEST(FileutlOpendir, SaysWhyItFails) {
+    const temp_dir dir;
+    const auto failure = [](const char *path) {
+        ks_errno = 0;
+        EXPECT_EQ(fileutl_opendir(path), nullptr);
+        return ks_errno;
+    };
+    EXPECT_EQ(failure((dir / "none").c_str()), KS_ENOENT);
+    EXPECT_EQ(failure(dir.write("file", "").c_str()), KS_ENOTDIR);
+    EXPECT_EQ(failure(std::string(2000, 'x').c_str()), KS_ENAMETOOLONG);
+    EXPECT_EQ(failure(nullptr), KS_EINVAL);
+    const std::string path = dir.str();
+    const faults::refuse refused(1, false);
+    EXPECT_EQ(failure(path.c_str()), KS_ENOMEM);
+}
+
+TEST(FileutlReaddir, RefusesNamesThatDoNotFit) {
+    const temp_dir dir;
+    dir.write("long-name", "");
+    fileutl_dir_t *listing = fileutl_opendir(dir.str().c_str());
+    ASSERT_NE(listing, nullptr);
+    char name[4] = "...";
+    int refused = 0, result;
+    while ((result = fileutl_readdir_r(listing, name, sizeof name)) != 0) {
+        if (result > 0) continue;
+        EXPECT_EQ(ks_errno, KS_ENAMETOOLONG);
+        refused++;
+    }
+    EXPECT_EQ(refused, 1);
+    EXPECT_EQ(fileutl_readdir_r(nullptr, name, sizeof name), -1);
+    EXPECT_EQ(fileutl_readdir_r(listing, nullptr, 1), -1);
+    EXPECT_EQ(ks_errno, KS_EINVAL);
+    fileutl_closedir(listing);
+    EXPECT_EQ(fileutl_closedir(nullptr), KS_EINVAL);
 }
 
 } // namespace

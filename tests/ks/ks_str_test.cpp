@@ -3,6 +3,7 @@
 #include "ks/ks_errno.h"
 #include "support/faults.hpp"
 
+#include <cstring>
 #include <gtest/gtest.h>
 #include <rapidcheck.h>
 #include <rapidcheck/gtest.h>
@@ -260,6 +261,42 @@ TEST(StrutlStrip, RemovesBlanksAtBothEnds) {
     char high[] = "\xA0x\x85"; // neither is a blank in UTF-8
     EXPECT_STREQ(strutl_strip(high), "\xA0x\x85");
     EXPECT_EQ(strutl_strip(nullptr), nullptr);
+}
+
+TEST(StrutlCvtWideStrToStr, ConvertsUtf16) {
+    const uint16_t wide[] = {'L', 0xE9, 0x20AC, 0xD83D, 0xDE00, 0};
+    char buffer[32];
+    EXPECT_EQ(strutl_cvt_wide_str_to_str(buffer, sizeof buffer, wide), 10u);
+    EXPECT_STREQ(buffer, "Lé€\U0001F600");
+}
+
+TEST(StrutlCvtWideStrToStr, CutsBetweenCharacters) {
+    const uint16_t wide[] = {'a', 0x20AC, 'b', 0};
+    char buffer[8];
+    for (const auto &[size, expected] : {std::pair{1, ""}, {2, "a"}, {4, "a"}, {5, "a€"}, {6, "a€b"}}) {
+        EXPECT_EQ(strutl_cvt_wide_str_to_str(buffer, static_cast<size_t>(size), wide), std::strlen(expected));
+        EXPECT_STREQ(buffer, expected) << size;
+    }
+}
+
+TEST(StrutlCvtWideStrToStr, ReplacesWhatIsNoCharacter) {
+    const uint16_t lone_high[] = {0xD83D, 'x', 0}, lone_low[] = {0xDE00, 0}, at_end[] = {'x', 0xD83D, 0};
+    char buffer[16];
+    strutl_cvt_wide_str_to_str(buffer, sizeof buffer, lone_high);
+    EXPECT_STREQ(buffer, "\uFFFDx");
+    strutl_cvt_wide_str_to_str(buffer, sizeof buffer, lone_low);
+    EXPECT_STREQ(buffer, "\uFFFD");
+    strutl_cvt_wide_str_to_str(buffer, sizeof buffer, at_end);
+    EXPECT_STREQ(buffer, "x\uFFFD");
+}
+
+TEST(StrutlCvtWideStrToStr, StandsNulls) {
+    char buffer[4] = "###";
+    const uint16_t wide[] = {'a', 0};
+    EXPECT_EQ(strutl_cvt_wide_str_to_str(buffer, sizeof buffer, nullptr), 0u);
+    EXPECT_STREQ(buffer, "");
+    EXPECT_EQ(strutl_cvt_wide_str_to_str(nullptr, 4, wide), 0u);
+    EXPECT_EQ(strutl_cvt_wide_str_to_str(buffer, 0, wide), 0u);
 }
 
 } // namespace

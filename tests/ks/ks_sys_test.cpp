@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <gtest/gtest.h>
+#include <pwd.h>
 #include <string>
 #include <unistd.h>
 
@@ -93,6 +94,51 @@ TEST_F(Sysutl, HostNameIsShortAndCutToFit) {
     EXPECT_EQ(std::string(small), std::string(host).substr(0, 2));
     EXPECT_EQ(sysutl_myhostname(nullptr, 5), KS_EINVAL);
     EXPECT_EQ(sysutl_myhostname(host, 0), KS_EINVAL);
+}
+
+TEST(SysutlMyloginname, IsThatOfTheRealUser) {
+    const passwd *entry = getpwuid(getuid());
+    if (!entry) GTEST_SKIP() << "the user has no name";
+    char name[256];
+    ASSERT_EQ(sysutl_myloginname(name, sizeof name), 0);
+    EXPECT_STREQ(name, entry->pw_name);
+    const size_t length = std::strlen(name);
+    EXPECT_EQ(sysutl_myloginname(name, length + 1), 0);
+    EXPECT_EQ(sysutl_myloginname(name, length), KS_ENAMETOOLONG);
+    EXPECT_STREQ(name, "");
+    EXPECT_EQ(sysutl_myloginname(nullptr, 9), KS_EINVAL);
+    EXPECT_EQ(sysutl_myloginname(name, 0), KS_EINVAL);
+}
+
+TEST(SysutlGetHomedir, HonoursAnAbsoluteHomeOfTheProcesssUserOnly) {
+    const passwd *entry = getpwuid(getuid());
+    if (!entry) GTEST_SKIP() << "the user has no name";
+    const std::string login = entry->pw_name, listed = entry->pw_dir;
+    char directory[256];
+    const auto home = [&](const char *user) {
+        EXPECT_EQ(sysutl_get_homedir(user, directory, sizeof directory), 0);
+        return std::string(directory);
+    };
+    {
+        const scoped_env variable("HOME", "/somewhere");
+        EXPECT_EQ(home(login.c_str()), "/somewhere");
+        const std::string other = getuid() == 0 ? "daemon" : "root";
+        EXPECT_NE(home(other.c_str()), "/somewhere");
+    }
+    for (const char *unusable : {"", "somewhere"}) {
+        const scoped_env variable("HOME", unusable);
+        EXPECT_EQ(home(login.c_str()), listed);
+    }
+}
+
+TEST(SysutlGetHomedir, SaysWhyItFails) {
+    char directory[256] = "old";
+    EXPECT_EQ(sysutl_get_homedir("no such user", directory, sizeof directory), KS_ENOENT);
+    EXPECT_STREQ(directory, "");
+    EXPECT_EQ(sysutl_get_homedir("root", directory, 1), KS_ENAMETOOLONG);
+    EXPECT_EQ(sysutl_get_homedir(nullptr, directory, sizeof directory), KS_EINVAL);
+    EXPECT_EQ(sysutl_get_homedir("root", nullptr, 4), KS_EINVAL);
+    EXPECT_EQ(sysutl_get_homedir("root", directory, 0), KS_EINVAL);
 }
 
 } // namespace

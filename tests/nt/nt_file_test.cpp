@@ -198,4 +198,81 @@ TEST(UnixNtFread, RefusesNull) {
     EXPECT_EQ(ks_errno, KS_EINVAL);
 }
 
+// ---- access
+
+TEST(UnixNtAccess, TellsWhatMayBeDone) {
+    const temp_dir dir;
+    const std::string file = dir.write("file", "x");
+    for (const int mode : {0, 2, 4, 6}) EXPECT_EQ(unix_nt_access(with_backslashes(file).c_str(), mode), 0) << mode;
+    EXPECT_EQ(unix_nt_access(dir.str().c_str(), 0), 0);
+}
+
+TEST(UnixNtAccess, IsNegativeOnFailure) {
+    const temp_dir dir;
+    const auto failure = [](const char *path, int mode) {
+        ks_errno = 0;
+        EXPECT_EQ(unix_nt_access(path, mode), -1);
+        return ks_errno;
+    };
+    EXPECT_EQ(failure((dir / "none").c_str(), 0), KS_ENOENT);
+    EXPECT_EQ(failure(nullptr, 0), KS_EINVAL);
+    EXPECT_EQ(failure("/", 1), KS_EINVAL);
+    EXPECT_EQ(failure("/", 8), KS_EINVAL);
+    EXPECT_EQ(failure(std::string(KS_PATH_SIZE, 'x').c_str(), 0), KS_ENAMETOOLONG);
+}
+
+TEST(UnixNtAccess, KnowsTheEffectiveUser) {
+    if (geteuid() == 0) GTEST_SKIP() << "the superuser may write to every file";
+    const temp_dir dir;
+    const std::string file = dir.write("file", "x");
+    ASSERT_EQ(chmod(file.c_str(), 0400), 0);
+    EXPECT_EQ(unix_nt_access(file.c_str(), 4), 0);
+    EXPECT_EQ(unix_nt_access(file.c_str(), 2), -1);
+    EXPECT_EQ(ks_errno, KS_EACCES);
+}
+
+// ---- settings
+
+TEST(UnixNtFopenSettings, OpensARegularFile) {
+    const temp_dir dir;
+    const std::string file = dir.write("map", "text");
+    int others = -1;
+    stream_owner stream(unix_nt_fopen_settings(with_backslashes(file).c_str(), &others));
+    ASSERT_NE(stream, nullptr);
+    EXPECT_EQ(contents(stream.get()), "text");
+    EXPECT_EQ(others, 0);
+    EXPECT_TRUE(fcntl(fileno(stream.get()), F_GETFD) & FD_CLOEXEC);
+}
+
+TEST(UnixNtFopenSettings, TellsWhetherEverybodyMayWrite) {
+    const temp_dir dir;
+    const std::string file = dir.write("map", "text");
+    for (const auto &[mode, expected] : {std::pair{0644, 0}, {0664, 0}, {0646, 1}, {0602, 1}}) {
+        ASSERT_EQ(chmod(file.c_str(), static_cast<mode_t>(mode)), 0);
+        int others = -1;
+        EXPECT_NE(stream_owner(unix_nt_fopen_settings(file.c_str(), &others)), nullptr);
+        EXPECT_EQ(others, expected) << std::oct << mode;
+    }
+    EXPECT_NE(stream_owner(unix_nt_fopen_settings(file.c_str(), nullptr)), nullptr);
+}
+
+TEST(UnixNtFopenSettings, RefusesWhatIsNoFileAndWaitsForNobody) {
+    const temp_dir dir;
+    const std::string fifo = dir / "fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    int others = -1;
+    const auto failure = [&](const char *path) {
+        ks_errno = 0;
+        EXPECT_EQ(unix_nt_fopen_settings(path, &others), nullptr);
+        return ks_errno;
+    };
+    EXPECT_EQ(failure(fifo.c_str()), KS_EINVAL);
+    EXPECT_EQ(failure("/dev/null"), KS_EINVAL);
+    EXPECT_EQ(failure(dir.str().c_str()), KS_EISDIR);
+    EXPECT_EQ(failure((dir / "none").c_str()), KS_ENOENT);
+    EXPECT_EQ(failure(std::string(KS_PATH_SIZE, 'x').c_str()), KS_ENAMETOOLONG);
+    EXPECT_EQ(failure(nullptr), KS_EINVAL);
+    EXPECT_EQ(others, -1);
+}
+
 } // namespace

@@ -3,11 +3,18 @@
 #define KS_INTERNAL_KS_SYS_OS_HPP
 
 #include <cstddef>
+#include <string>
 
 namespace ks::os {
 
 // Writes the host's name as the system has it, cut to fit and terminated; size is at least 1.
 [[nodiscard]] int host_name(char *buffer, size_t size) noexcept;
+
+// Login name of the real user. May throw bad_alloc.
+[[nodiscard]] int login_name(std::string &name);
+
+// Home directory of a user; for the real user what HOME says, when it is trusted and absolute. May throw bad_alloc.
+[[nodiscard]] int home_directory(const char *login, std::string &directory);
 
 } // namespace ks::os
 
