@@ -225,8 +225,9 @@ TBS_API bool_t xdr_tbs_rolemap_acl_h_t(XDR *stream, tbs_rolemap_acl_h_t *map) TB
  * @param[out] map_out  the map, released with tbs_rolemap_acl_free(); untouched on failure.
  * @retval 0               read
  * @retval TBS_ST_ERROR    a line without "-->" ("Unable to set role-identity binding for line N." and the form of an
- *                         entry), or an identity that is not known or not valid
- * @retval TBS_ST_EINVAL   "Problem parsing identity ...", a pair that cannot be bound, or a pointer is NULL
+ *                         entry), or an account that is not known ("Problem parsing identity ...")
+ * @retval TBS_ST_EINVAL   a kind that is not known ("Problem parsing identity ..."), a pair that cannot be bound
+ *                         ("Unable to set role-identity binding for line N." and the form), or a pointer is NULL
  * @retval TBS_ST_ENOMEM   no memory
  * @return  else the status of the system's error: "Unable to open file ...", "Unable to read file ...".
  */

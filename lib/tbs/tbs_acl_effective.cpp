@@ -40,13 +40,16 @@ inline tbs_status_t check_key(const id_type &id) {
 // A role's key is compared without case, and folding may lengthen it.
 tbs_status_t check_role_key(const id_type &role) {
     if (const tbs_status_t status = check_key(role)) return status;
+    if (role.kind != TBS_ACL_ID_ROLE) return 0;
     constexpr size_t prefix = sizeof "Role:" - 1;
     char folded[key_size - prefix];
     return strutl_cvt_case_string(shown(role.name), STRUTL_CASE_FOLD, folded, sizeof folded) ? TBS_ST_ERROR : 0;
 }
 
-// Without case, though names that differ in case are others: there are few.
-uint32_t text_key_hash(const id_type &id) { return account_hash(id.kind, strutl_fold_hash(shown(id.name), id.kind)); }
+// Without case, though names that differ in case are others: there are few. Only of what the key is made of.
+uint32_t text_key_hash(const id_type &id) {
+    return account_hash(id.kind, strutl_fold_hash(matches_by_kind(id.kind) ? "" : shown(id.name), id.kind));
+}
 inline uint32_t key_hash(const id_type &id) {
     return is_account(id.kind) ? account_hash(TBS_ACL_ID_USER, credutl_sid_hash(&id.sid)) : text_key_hash(id);
 }
@@ -152,7 +155,9 @@ private:
     }
 
     static uint32_t role_hash(const id_type &role) { return static_cast<uint32_t>(strutl_fold_hash(role.name, 0)); }
+    // A map made of a plain record may bind to what is no role.
     uint32_t find_role(const id_type &role, uint32_t hash) const {
+        if (role.kind != TBS_ACL_ID_ROLE) return entry_index::none;
         const std::span<tbs_acl_cooked_ent_t> entries = list_of(policy_).all();
         return roles_.find(
             hash, [&](uint32_t p) { return strutl_stricoll(shown(entries[p].id.name), shown(role.name)) == 0; });

@@ -3,8 +3,11 @@
 #include "internal/acl.hpp"
 #include "ks/ks_acl.h"
 #include "ks/ks_errno.h"
+#include "ks/ks_str.h"
 
 #include <new>
+#include <string>
+#include <string_view>
 
 namespace tbs::acl {
 namespace {
@@ -43,8 +46,24 @@ void demand(int error) {
     if (error) throw platform_failure{error};
 }
 
+// The platform has no ACLs at all, which is no failure.
+struct no_acl_support {};
+
 void trace(int level, const char *format, const char *text) {
     if (traces(level)) imsg_print_shared(IMSG_TRACE, module_name, format, IMSG_LITERAL, text);
+}
+
+// Prints a text of several lines, which an argument could not hold: each line as messages show it.
+void trace_lines(std::string format, std::string_view text) {
+    while (!text.empty()) {
+        const std::string line(text.substr(0, text.find('\n')));
+        std::string shown(4 * line.size() + 1, '\0');
+        shown.resize(strutl_visible(shown.data(), shown.size(), line.c_str()));
+        for (const char c : shown) format += c == '%' ? std::string("%%") : std::string(1, c);
+        if (line.size() < text.size()) format += '\n';
+        text.remove_prefix(std::min(line.size() + 1, text.size()));
+    }
+    imsg_print_shared(IMSG_TRACE, module_name, (format + '\n').c_str(), IMSG_LITERAL);
 }
 
 void free_system_acl(sysutl_acl_t **acl) { sysutl_acl_free(acl); }
@@ -73,9 +92,11 @@ public:
     conversion(const tbs_acl_sid_pair_t &owners, uint32_t mode, tbs_acl_permission_set_t required)
         : owners_(owners), mode_(mode), required_(required) {}
 
-    // Throws platform_failure.
+    // Throws platform_failure, and no_acl_support.
     sysutl_acl_t *run(std::span<const tbs_acl_cooked_ent_t> entries) {
-        demand(sysutl_acl_init(static_cast<int>(entries.size()) + most_fixed_entries, acl_.put()));
+        const int error = sysutl_acl_init(static_cast<int>(entries.size()) + most_fixed_entries, acl_.put());
+        if (error == KS_ENOSYS) throw no_acl_support();
+        demand(error);
         for (const tbs_acl_cooked_ent_t &entry : entries) add_contribution(entry);
         add_owner();
         add_group();
@@ -208,7 +229,7 @@ private:
             trace(3, "tbs_sid_acl_convert_to_sysutl_acl: error from sysutl_acl_to_text: %s\n",
                   tbs_strerror(tbs_errno2status(failure)));
         } else {
-            trace(3, "tbs_sid_acl_convert_to_sysutl_acl: SYSUTL ACL:\n%s\n", text.get());
+            trace_lines("tbs_sid_acl_convert_to_sysutl_acl: SYSUTL ACL:\n", text.get());
         }
     }
 
@@ -236,14 +257,16 @@ using namespace tbs::acl;
 extern "C" tbs_status_t tbs_sid_acl_convert_to_sysutl_acl(tbs_sid_acl_h_t acl, const tbs_acl_sid_pair_t *owners,
                                                           uint32_t mode, tbs_acl_permission_set_t required,
                                                           sysutl_acl_t **acl_out) noexcept {
-    if (!owners) return TBS_ST_EINVAL;
     if (acl_out) *acl_out = nullptr;
     if (!acl || acl->entries->count == 0) return 0;
+    if (!owners) return TBS_ST_EINVAL;
     return call([&]() -> tbs_status_t {
         try {
             owned_system_acl made(conversion(*owners, mode, required).run(list_of(acl).all()));
             if (acl_out) *acl_out = made.release();
             return 0;
+        } catch (const no_acl_support &) {
+            return TBS_ST_SUCCESS_WITH_EXCEPTION;
         } catch (const platform_failure &failure) {
             return failed(failure.error);
         }

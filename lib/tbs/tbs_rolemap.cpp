@@ -119,9 +119,9 @@ void index_if_long(map &m) {
 
 // Throws when there is no memory, the map as it was.
 void append_binding(map &m, const id_type &role, const id_type &id) {
-    reserve_one(m.bindings, m.count);
-    owned_id role_copy(role), id_copy(id);
+    owned_id role_copy(role), id_copy(id); // before the array moves: both may lie in the map
     owned_ids ids;
+    reserve_one(m.bindings, m.count);
     ids.array[0] = id_copy.take();
     m.bindings[m.count++] = {role_copy.take(), 1, std::exchange(ids.array, nullptr)};
     const auto last = static_cast<uint32_t>(m.count - 1);
@@ -324,6 +324,7 @@ extern "C" tbs_status_t tbs_rolemap_acl_create(tbs_rolemap_acl_h_t *map_out) noe
 }
 
 extern "C" tbs_status_t tbs_rolemap_acl_copy(tbs_rolemap_acl_h_t source, tbs_rolemap_acl_h_t *map_out) noexcept {
+    if (map_out) *map_out = nullptr;
     if (!source) return TBS_ST_EINVAL;
     return build(map_out, [&](map &made) { return add_all(made, bindings_of(*source)); });
 }
@@ -366,11 +367,12 @@ extern "C" tbs_sid_acl_id_t *tbs_rolemap_acl_find_binding_id(const tbs_role_bind
 
 extern "C" tbs_status_t tbs_rolemap_acl_add_role_binding(tbs_rolemap_acl_h_t handle, const tbs_sid_acl_id_t *role,
                                                          const tbs_sid_acl_id_t *id) noexcept {
-    if (!handle || !id) return TBS_ST_EINVAL;
+    if (!handle) return TBS_ST_EINVAL;
     return call([&]() -> tbs_status_t {
         id_type normal;
         const tbs_status_t status = check_role(role, normal);
-        return status ? status : add(*behind(handle), normal, *id);
+        if (status) return status;
+        return id ? add(*behind(handle), normal, *id) : TBS_ST_EINVAL;
     });
 }
 
@@ -388,11 +390,12 @@ extern "C" tbs_status_t tbs_rolemap_acl_remove_role_binding(tbs_rolemap_acl_h_t 
 extern "C" tbs_status_t tbs_rolemap_acl_replace_role_binding(tbs_rolemap_acl_h_t handle, const tbs_sid_acl_id_t *role,
                                                              const tbs_sid_acl_id_t *old_id,
                                                              const tbs_sid_acl_id_t *new_id) noexcept {
-    if (!handle || !old_id || !new_id) return TBS_ST_EINVAL;
+    if (!handle) return TBS_ST_EINVAL;
     return call([&]() -> tbs_status_t {
         id_type normal;
         const tbs_status_t status = check_role(role, normal);
         if (status) return status;
+        if (!old_id || !new_id) return TBS_ST_EINVAL;
         return matches(*old_id, *new_id) ? 0 : replace(*behind(handle), normal, *old_id, *new_id);
     });
 }
@@ -436,6 +439,7 @@ extern "C" tbs_boolean_t tbs_acl_id_in_role(tbs_rolemap_acl_h_t handle, const tb
 
 extern "C" tbs_status_t tbs_rolemap_acl_replace_sid_ids(tbs_rolemap_acl_h_t source, const tbs_acl_sid_pair_t *sids,
                                                         tbs_rolemap_acl_h_t *map_out) noexcept {
+    if (map_out) *map_out = nullptr;
     if (!source || !sids) return TBS_ST_EINVAL;
     return build(map_out, [&](map &made) -> tbs_status_t {
         for (const binding_type &binding : bindings_of(*source)) {
@@ -448,6 +452,7 @@ extern "C" tbs_status_t tbs_rolemap_acl_replace_sid_ids(tbs_rolemap_acl_h_t sour
 
 extern "C" tbs_status_t tbs_rolemap_acl_set_bindings(tbs_rolemap_acl_h_t *map_out,
                                                      const tbs_rolemap_acl_bindings_t *bindings) noexcept {
+    if (map_out) *map_out = nullptr;
     if (!bindings || !is_readable(*bindings)) return TBS_ST_EINVAL;
     return build(map_out, [&](map &made) -> tbs_status_t {
         copy_bindings(*bindings, made, &no_sid);
@@ -458,8 +463,8 @@ extern "C" tbs_status_t tbs_rolemap_acl_set_bindings(tbs_rolemap_acl_h_t *map_ou
 
 extern "C" tbs_status_t tbs_rolemap_acl_get_bindings(tbs_rolemap_acl_h_t handle,
                                                      tbs_rolemap_acl_bindings_t **bindings_out) noexcept {
+    if (bindings_out) *bindings_out = nullptr;
     if (!handle || !bindings_out) return TBS_ST_EINVAL;
-    *bindings_out = nullptr;
     return call([&]() -> tbs_status_t {
         owned_bindings bindings(tbs::zalloc<tbs_rolemap_acl_bindings_t>());
         copy_bindings(*handle, *bindings.get(), &no_sid);

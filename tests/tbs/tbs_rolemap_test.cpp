@@ -173,6 +173,54 @@ TEST(TbsRolemapAdd, RefusesWhatIsNoRole) {
     EXPECT_EQ(shown(map), "");
 }
 
+TEST(TbsRolemapAdd, TakesIdentitiesThatLieInTheMap) {
+    const map_ptr map = make_map();
+    add(map, "r0", user(1));
+    for (unsigned i = 1; i < 100; i++) {
+        const tbs_sid_acl_id_t known = role("r0");
+        const tbs_role_binding_t *binding = tbs_rolemap_acl_find_role_binding(map.get(), &known);
+        const std::string name = "r" + std::to_string(i);
+        const tbs_sid_acl_id_t fresh = role(name.c_str());
+        ASSERT_EQ(tbs_rolemap_acl_add_role_binding(map.get(), &fresh, &binding->role), 0);
+        binding = tbs_rolemap_acl_find_role_binding(map.get(), &fresh);
+        ASSERT_EQ(tbs_rolemap_acl_add_role_binding(map.get(), &fresh, &map->bindings[0].ids[0]), 0);
+        EXPECT_EQ(binding->id_count, 2u);
+    }
+    EXPECT_TRUE(in_role(map, "r99", user(1)));
+    EXPECT_TRUE(in_role(map, "r99", role("r0")));
+}
+
+TEST(TbsRolemapAdd, LooksAtTheRoleFirst) {
+    const map_ptr map = make_map();
+    recording_sink sink;
+    EXPECT_EQ(tbs_rolemap_acl_add_role_binding(map.get(), nullptr, nullptr), TBS_ST_EINVAL);
+    EXPECT_EQ(tbs_rolemap_acl_replace_role_binding(map.get(), nullptr, nullptr, nullptr), TBS_ST_EINVAL);
+    const auto messages = sink.take();
+    ASSERT_EQ(messages.size(), 2u);
+    for (const recorded_message &message : messages) EXPECT_EQ(message.index, 1u);
+    const tbs_sid_acl_id_t r = role("r"), id = user(1);
+    EXPECT_EQ(tbs_rolemap_acl_add_role_binding(map.get(), &r, nullptr), TBS_ST_EINVAL);
+    EXPECT_EQ(tbs_rolemap_acl_replace_role_binding(map.get(), &r, &id, nullptr), TBS_ST_EINVAL);
+    EXPECT_EQ(tbs_rolemap_acl_replace_role_binding(map.get(), &r, nullptr, &id), TBS_ST_EINVAL);
+    EXPECT_TRUE(sink.empty());
+}
+
+TEST(TbsRolemap, LeavesNoHandleBehindOnFailure) {
+    const auto stale = reinterpret_cast<tbs_rolemap_acl_h_t>(8);
+    tbs_rolemap_acl_h_t map = stale;
+    EXPECT_EQ(tbs_rolemap_acl_copy(nullptr, &map), TBS_ST_EINVAL);
+    EXPECT_EQ(map, nullptr);
+    map = stale;
+    EXPECT_EQ(tbs_rolemap_acl_replace_sid_ids(nullptr, nullptr, &map), TBS_ST_EINVAL);
+    EXPECT_EQ(map, nullptr);
+    map = stale;
+    EXPECT_EQ(tbs_rolemap_acl_set_bindings(&map, nullptr), TBS_ST_EINVAL);
+    EXPECT_EQ(map, nullptr);
+    auto *bindings = reinterpret_cast<tbs_rolemap_acl_bindings_t *>(8);
+    EXPECT_EQ(tbs_rolemap_acl_get_bindings(nullptr, &bindings), TBS_ST_EINVAL);
+    EXPECT_EQ(bindings, nullptr);
+}
+
 TEST(TbsRolemapAdd, TakesAnyIdentity) {
     recorder printed;
     const map_ptr map = make_map();
