@@ -680,7 +680,8 @@ TBS_API tbs_status_t tbs_sid_acl_encode(tbs_sid_acl_h_t acl, uint32_t *length_ou
  * @param[out] acl_out  the ACL, released with tbs_acl_free(); untouched on failure.
  * @retval 0               decoded
  * @retval TBS_ST_ERROR    not an encoding: "tbs_acl_decode: Problem decoding (possibly corrupt) ACL at or around byte
- *                         offset N", N being where the first item stands that is cut off or refused; or an entry's
+ *                         offset N", N being where decoding stopped: where the first item stands that is cut off, or
+ *                         behind a refused one; or an entry's
  *                         identity is not valid (its message is printed)
  * @retval TBS_ST_EINVAL   an entry cannot be set (its message is printed), or a pointer is NULL
  * @retval TBS_ST_ENOMEM   no memory
@@ -731,11 +732,12 @@ TBS_API tbs_status_t tbs_acl_set_acl(tbs_acl_h_t *acl_out, const tbs_acl_t *plai
 TBS_API void tbs_acl_free_acl(tbs_acl_h_t *acl_variable) TBS_NOEXCEPT;
 
 /**
- * Copies a SID ACL's entries into a plain list; as tbs_acl_get_acl().
+ * Copies a SID ACL's entries into a plain list.
  *
  * @param acl             the ACL.
- * @param[out] plain_out  the list, released by xdr_tbs_acl_cooked_info_t() in the free direction.
- * @return  the status.
+ * @param[out] plain_out  the list, released by xdr_tbs_acl_cooked_info_t() in the free direction and in no other way:
+ *                        its array has a header and is there when it is empty. Untouched on failure.
+ * @return  as tbs_acl_get_acl().
  */
 TBS_API tbs_status_t tbs_sid_acl_get_acl(tbs_sid_acl_h_t acl, tbs_acl_cooked_info_t *plain_out) TBS_NOEXCEPT;
 

@@ -43,7 +43,7 @@ TBS_API extern const tbs_oid_t TBS_OID_NULL;
 /**
  * Makes a new identifier (random, version 4).
  *
- * @param[out] uuid_out  the identifier; unspecified unless the result is 0.
+ * @param[out] uuid_out  the identifier; what the system left there unless the result is 0.
  * @retval 0               made
  * @retval TBS_ST_ERROR    the system has no randomness to give: "Can't generate a UUID (possible network/adapter
  *                         configuration problem) - UuidCreate error N"
@@ -119,7 +119,7 @@ TBS_API tbs_status_t tbs_uuid_to_time(const tbs_uuid_t *uuid, time_t *time_out) 
  * @param stream        the stream.
  * @param buffer_size   size of @p buffer in bytes; with less than #TBS_UUID_SCAN_SIZE nothing is read.
  * @param skip_newline  non-zero: the white space behind the word is read too.
- * @param buffer        receives the word; "" when there is none.
+ * @param buffer        receives the word; "" when there is none, untouched when its size is 0.
  * @return  1 when a word was read, 0 when nothing was, EOF at the end of the stream.
  */
 TBS_API int tbs_fscanf_uuid(FILE *stream, size_t buffer_size, tbs_boolean_t skip_newline, char *buffer) TBS_NOEXCEPT;

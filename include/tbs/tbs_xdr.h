@@ -4,7 +4,10 @@
  * Each routine takes a stream, whose x_op says encode, decode or free, and a pointer to the value, and gives TRUE when
  * all went well. It is FALSE when the stream ends or refuses, when the value does not fit its form, for a NULL, and
  * for lack of memory (the message is printed). After a failure the position of the stream is undefined, and what was
- * decoded is released by the same routine in the free direction, in which nothing of the stream is read but x_op.
+ * decoded is released by the same routine in the free direction, in which nothing of the stream is read but x_op, and
+ * which a NULL that releases nothing does not fail.
+ *
+ * Decoding into a record overwrites it unread: texts and lists that it holds are to be released before.
  *
  * Routines that have a stream of xdrmem_create(), of ks_xdr.h or of a transport behind them send the same bytes on
  * all of them. Any routine may be called from any thread; a stream belongs to one thread at a time.
@@ -91,7 +94,10 @@ TBS_API bool_t xdr_tbs_pname_t(XDR *stream, char *name) TBS_NOEXCEPT;
  * that are trusted. Free releases nothing.
  */
 TBS_API bool_t xdr_tbs_string_t(XDR *stream, tbs_string_t text) TBS_NOEXCEPT;
-/** A text of any length. On decode NULL becomes a new text; any other is decoded into. Released on free, then NULL. */
+/**
+ * A text of any length. NULL is refused on encode. On decode NULL becomes a new text, #stg_empty_string when it is
+ * empty, which nobody may write to; any other is decoded into. Released on free, then NULL.
+ */
 TBS_API bool_t xdr_tbs_string_p_t(XDR *stream, tbs_string_p_t *text) TBS_NOEXCEPT;
 
 /* ---- identifiers --------------------------------------------------------------------------------------------- */
@@ -126,8 +132,9 @@ TBS_API bool_t xdr_tbs_dirent_t(XDR *stream, tbs_dirent_t *entry) TBS_NOEXCEPT;
  * @param name_base  first byte of the pool.
  * @param count      number of entries.
  * @param max        most entries.
- * @return  FALSE too when there are more entries than @p max (before memory is taken), or a name to encode lies before
- *          the pool or 4 GiB behind its beginning.
+ * @return  FALSE too when there are more entries than @p max (before memory is taken; the count is untouched), when
+ *          there are entries and @p name_base is NULL, or a name to encode lies before the pool or 4 GiB behind its
+ *          beginning.
  */
 TBS_API bool_t xdr_tbs_dirent_array(XDR *stream, tbs_dirent_t **entries, char *name_base, uint32_t *count,
                                     uint32_t max) TBS_NOEXCEPT;

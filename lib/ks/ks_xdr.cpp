@@ -95,7 +95,8 @@ bool_t set_position(XDR *stream, u_int at) {
 }
 
 // Generated code reads and writes whole words in place, so only aligned ones are given.
-template <char *(*Pass)(XDR *, uint32_t)> int32_t *in_place(XDR *stream, u_int size) {
+template <xdr_op Direction, char *(*Pass)(XDR *, uint32_t)> int32_t *in_place(XDR *stream, u_int size) {
+    if (stream->x_op != Direction) return nullptr; // the caller would write what is to be read, or the reverse
     if (reinterpret_cast<uintptr_t>(stream->x_private) % alignof(int32_t) != 0) return nullptr;
     return reinterpret_cast<int32_t *>(Pass(stream, size));
 }
@@ -112,9 +113,10 @@ template <class... Arguments> bool_t refuse(XDR *, Arguments...) { return FALSE;
 // Whose the bytes are is told by the operations and not by x_op, which a pass that releases may change: a stream with
 // a buffer of its own only takes, one over bytes of the caller's only delivers.
 constexpr XDR::xdr_ops taking = {
-    refuse, put_long, refuse, put_bytes, get_position, set_position, in_place<pass_growing>, release, refuse};
-constexpr XDR::xdr_ops delivering = {get_long,     refuse,         get_bytes, refuse, get_position,
-                                     set_position, in_place<pass>, forget,    refuse};
+    refuse,  put_long, refuse, put_bytes, get_position, set_position, in_place<XDR_ENCODE, pass_growing>,
+    release, refuse};
+constexpr XDR::xdr_ops delivering = {
+    get_long, refuse, get_bytes, refuse, get_position, set_position, in_place<XDR_DECODE, pass>, forget, refuse};
 
 bool is_storage_stream(const XDR *stream) { return stream->x_ops == &taking || stream->x_ops == &delivering; }
 

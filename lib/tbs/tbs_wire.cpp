@@ -29,6 +29,23 @@ bool pass_text(XDR *xdrs, char **text, uint32_t max) {
     return false;
 }
 
+bool put_units(XDR *xdrs, const uint8_t *from, size_t size) {
+    for (const uint8_t *at = from; at < from + size; at += unit) {
+        const long word = static_cast<int32_t>(load(at));
+        if (!XDR_PUTLONG(xdrs, &word)) return false;
+    }
+    return true;
+}
+
+bool get_units(XDR *xdrs, uint8_t *to, size_t size) {
+    for (uint8_t *at = to; at < to + size; at += unit) {
+        long word = 0;
+        if (!XDR_GETLONG(xdrs, &word)) return false;
+        store(at, static_cast<uint32_t>(word));
+    }
+    return true;
+}
+
 bool window::open(size_t size) {
     if (size > std::numeric_limits<u_int>::max()) return false;
     position_ = XDR_GETPOS(xdrs_);
@@ -36,7 +53,7 @@ bool window::open(size_t size) {
     if (!bytes) return false;
     start_ = bytes;
     end_ = bytes + size;
-    return in_place_ = true;
+    return in_place_ = can_go_back_ = true;
 }
 
 bool window::close(const uint8_t *at) {
@@ -55,8 +72,7 @@ cursor sink::more(cursor at, size_t size) {
     uint32_t left = 0;
     xdr_ks_bytes_left(xdrs_, &left);
     if (open(std::max<size_t>(left, size))) return start_;
-    in_place_ = false;
-    start_ = staging_;
+    restart();
     end_ = staging_ + staging_size;
     return start_;
 }
@@ -83,7 +99,7 @@ cursor sink::elements(cursor at, const void *first, size_t count, const shape &k
 
 // ---- decoding
 
-bool source::settle(const uint8_t *at) { return !in_place_ || close(at); }
+bool source::settle(const uint8_t *at) { return !can_go_back_ || close(at); }
 
 cursor source::look(cursor at) {
     uint32_t left = 0;
@@ -97,9 +113,13 @@ cursor source::more(cursor at, size_t size) {
     if (!at || ahead(at) >= size) return at;
     if (in_place_) return refuse(at); // all that is left is in the window
     if (open(size)) return start_;
-    if (!XDR_GETBYTES(xdrs_, as_chars(staging_), static_cast<u_int>(size))) return nullptr;
-    end_ = staging_ + size;
-    return start_;
+    uint32_t left = 0;
+    can_go_back_ = xdr_ks_bytes_left(xdrs_, &left);
+    position_ = XDR_GETPOS(xdrs_);
+    const size_t there = can_go_back_ ? std::min<size_t>(left, size) : size;
+    if (!XDR_GETBYTES(xdrs_, as_chars(staging_), static_cast<u_int>(there))) return nullptr;
+    end_ = staging_ + there;
+    return there == size ? start_ : refuse(start_);
 }
 
 cursor source::cut(std::initializer_list<size_t> widths) {
@@ -117,15 +137,15 @@ cursor source::longer_text(cursor at, char *&characters, uint32_t max) {
         return pass_text(xdrs_, &characters, max) ? at : nullptr;
     }
     const size_t length = load(at);
-    if (length > max) return refuse(at);
     at += unit;
-    if (ahead(at) < padded(length)) return refuse(at);
+    if (length > max || ahead(at) < length) return refuse(at);
+    if (ahead(at) < padded(length)) return refuse(at + length);
     auto *memory = static_cast<char *>(stg_malloc(length + 1));
     if (!memory) throw std::bad_alloc();
     std::memcpy(memory, at, length);
     memory[length] = '\0';
     characters = memory;
-    return std::memchr(memory, '\0', length) ? refuse(at) : at + padded(length);
+    return std::memchr(memory, '\0', length) ? refuse(at + length) : at + padded(length);
 }
 
 uint32_t source::expected(const uint8_t *at, uint32_t wanted, size_t size, size_t least) const {

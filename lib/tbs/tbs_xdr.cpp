@@ -97,7 +97,7 @@ extern "C" bool_t xdr_tbs_string_t(XDR *stream, tbs_string_t text) noexcept {
     return held_text(stream, text, wire::no_maximum);
 }
 extern "C" bool_t xdr_tbs_string_p_t(XDR *stream, tbs_string_p_t *text) noexcept {
-    if (!wire::is_direction(stream) || !text) return FALSE;
+    if (!wire::is_direction(stream) || !text || (stream->x_op == XDR_ENCODE && !*text)) return FALSE;
     return boundary([&] { return wire::pass_text(stream, text, wire::no_maximum); });
 }
 

@@ -682,4 +682,24 @@ TEST(XdrStgAreaRpcPtr, ReleasesNoArea) {
     stg_delete_area(&area);
 }
 
+TEST(XdrstgInline, GivesNoPlaceInTheOtherDirection) {
+    uint32_t given = 0x01020304;
+    XDR delivering;
+    ASSERT_EQ(xdrstg_create_decode_buf(&delivering, &given, sizeof given), 0);
+    delivering.x_op = XDR_ENCODE;
+    EXPECT_EQ(XDR_INLINE(&delivering, 4), nullptr);
+    delivering.x_op = XDR_FREE;
+    EXPECT_EQ(XDR_INLINE(&delivering, 4), nullptr);
+    delivering.x_op = XDR_DECODE;
+    EXPECT_NE(XDR_INLINE(&delivering, 4), nullptr);
+    xdrstg_destroy(&delivering);
+    XDR taking;
+    ASSERT_EQ(xdrstg_create(&taking, XDR_ENCODE, 16), 0);
+    taking.x_op = XDR_DECODE;
+    EXPECT_EQ(XDR_INLINE(&taking, 4), nullptr);
+    taking.x_op = XDR_ENCODE;
+    EXPECT_NE(XDR_INLINE(&taking, 4), nullptr);
+    xdrstg_destroy(&taking);
+}
+
 } // namespace

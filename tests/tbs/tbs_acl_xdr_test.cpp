@@ -81,6 +81,20 @@ outcome<classic_ptr> decode_classic(const bytes &from) {
     return {status, classic_ptr(acl)};
 }
 
+// What a decoder is given: bytes in memory of their own, so that one that is read too many is seen, at every alignment.
+template <class F> void at_every_alignment(const bytes &content, F &&decode) {
+    for (size_t shift = 0; shift < 4; shift++) {
+        SCOPED_TRACE("shifted by " + std::to_string(shift));
+        bytes memory(shift, 0);
+        memory.insert(memory.end(), content.begin(), content.end());
+        memory.reserve(1);
+        decode(static_cast<uint32_t>(content.size()), static_cast<const void *>(memory.data() + shift));
+    }
+}
+
+// The decoders say that the bytes are damaged at an offset, wherever they lie.
+void expect_damage(const bytes &content, const char *decoder, size_t offset);
+
 std::string corrupt(const char *operation, size_t offset) {
     return error(5, std::string(operation) + ": Problem decoding (possibly corrupt) ACL at or around byte offset " +
                         std::to_string(offset) + "\n");
@@ -129,7 +143,7 @@ struct item_starts {
         while (count-- > 0) item(4);
         return *this;
     }
-    item_starts &text(size_t length) { return words(1).item((length + 3) / 4 * 4); }
+    item_starts &text(size_t length) { return words(1).item(length).item((4 - length % 4) % 4); }
     item_starts &sid() { return item(36); }
     // The start of the item that a prefix of this length cuts off.
     size_t cut(size_t length) const {
@@ -336,62 +350,61 @@ TEST(TbsAclDecode, GivesTheStatusOfAnEntryThatCannotBeSet) {
     }
 }
 
+void expect_damage(const bytes &content, const char *decoder, size_t offset) {
+    recorder printed;
+    at_every_alignment(content, [&](uint32_t length, const void *first) {
+        tbs_sid_acl_h_t by_sid = nullptr;
+        tbs_acl_h_t classic = nullptr;
+        const bool is_sid = std::strcmp(decoder, "tbs_sid_acl_decode") == 0;
+        EXPECT_EQ(is_sid ? tbs_sid_acl_decode(length, first, &by_sid) : tbs_acl_decode(length, first, &classic),
+                  TBS_ST_ERROR);
+        EXPECT_EQ(by_sid, nullptr);
+        EXPECT_EQ(classic, nullptr);
+        EXPECT_EQ(printed.take(), lines{corrupt(decoder, offset)});
+    });
+}
+
+void expect_damage_wherever_it_is_cut(const bytes &whole, const char *decoder, const item_starts &items) {
+    ASSERT_EQ(items.at, whole.size());
+    for (size_t length = 0; length < whole.size(); length++) {
+        SCOPED_TRACE(length);
+        expect_damage({whole.begin(), whole.begin() + static_cast<ptrdiff_t>(length)}, decoder, items.cut(length));
+    }
+}
+
 TEST(TbsSidAclDecode, SaysWhereACutOffEncodingEnds) {
-    const bytes whole = encoded(sample_sid());
     item_starts items;
     items.words(3);
     items.words(1).text(0).text(0).sid().words(1);
     items.words(1).text(4).text(0).sid().words(1);
     items.words(1).text(0).text(0).sid().words(1);
     items.words(1).text(0).text(5).sid().words(1);
-    ASSERT_EQ(items.at, whole.size());
-    recorder printed;
-    for (size_t length = 0; length < whole.size(); length++) {
-        SCOPED_TRACE(length);
-        // In memory of its own, so that a byte read too many is seen.
-        const bytes prefix(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(length));
-        tbs_sid_acl_h_t acl = nullptr;
-        static const char nothing = 0;
-        const void *first = prefix.empty() ? static_cast<const void *>(&nothing) : prefix.data();
-        EXPECT_EQ(tbs_sid_acl_decode(static_cast<uint32_t>(length), first, &acl), TBS_ST_ERROR);
-        EXPECT_EQ(acl, nullptr);
-        EXPECT_EQ(printed.take(), lines{corrupt("tbs_sid_acl_decode", items.cut(length))});
-    }
+    expect_damage_wherever_it_is_cut(encoded(sample_sid()), "tbs_sid_acl_decode", items);
 }
 
 TEST(TbsAclDecode, SaysWhereACutOffEncodingEnds) {
-    const bytes whole = encoded(sample_classic());
     item_starts items;
     items.words(3).words(1).text(4).text(4).words(1).words(1).text(0).text(0).words(1);
-    ASSERT_EQ(items.at, whole.size());
-    recorder printed;
-    for (size_t length = 1; length < whole.size(); length++) {
-        SCOPED_TRACE(length);
-        const auto decoded = decode_classic(bytes(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(length)));
-        EXPECT_EQ(decoded.status, TBS_ST_ERROR);
-        EXPECT_FALSE(decoded.acl);
-        EXPECT_EQ(printed.take(), lines{corrupt("tbs_acl_decode", items.cut(length))});
-    }
+    expect_damage_wherever_it_is_cut(encoded(sample_classic()), "tbs_acl_decode", items);
 }
 
+// What was read and refused lies before the offset.
 TEST(TbsAclDecode, RefusesOtherVersionsAndUnequalCounts) {
-    recorder printed;
     for (const uint32_t version : {0u, 2u, 0x01000000u, 0xFFFFFFFFu}) {
-        EXPECT_EQ(decode_classic(word(version) + sample_classic_array()).status, TBS_ST_ERROR);
-        EXPECT_EQ(printed.take(), lines{corrupt("tbs_acl_decode", 0)});
-        EXPECT_EQ(decode_sid(word(version) + word(1) + sample_sid_list()).status, TBS_ST_ERROR);
-        EXPECT_EQ(printed.take(), lines{corrupt("tbs_sid_acl_decode", 0)});
+        expect_damage(word(version) + sample_classic_array(), "tbs_acl_decode", 4);
+        expect_damage(word(version) + word(1) + sample_sid_list(), "tbs_sid_acl_decode", 4);
     }
-    EXPECT_EQ(decode_classic(word(1) + word(2) + word(1)).status, TBS_ST_ERROR);
-    EXPECT_EQ(printed.take(), lines{corrupt("tbs_acl_decode", 8)});
+    expect_damage(word(1) + word(2) + word(1), "tbs_acl_decode", 12);
+    expect_damage(word(1) + word(0xFFFFFFFF) + word(0xFFFFFFFF), "tbs_acl_decode", 12);
 }
 
 TEST(TbsAclDecode, RefusesATextWithANulInside) {
-    recorder printed;
     using namespace std::string_view_literals;
-    const bytes bad = word(1) + word(1) + word(1) + word(TBS_ACL_ID_USER) + text("CO\0P"sv) + text("fred") + word(1);
-    EXPECT_EQ(decode_classic(bad).status, TBS_ST_ERROR);
-    EXPECT_EQ(printed.take(), lines{corrupt("tbs_acl_decode", 20)});
+    const auto with_domain = [](std::string_view domain) {
+        return word(1) + word(1) + word(1) + word(TBS_ACL_ID_USER) + text(domain) + text("fred") + word(1);
+    };
+    expect_damage(with_domain("CO\0P"sv), "tbs_acl_decode", 24);
+    expect_damage(with_domain("CO\0PX"sv), "tbs_acl_decode", 25);
 }
 
 TEST(TbsSidAclDecode, IgnoresWhatStandsBehindTheEncoding) {
@@ -1051,6 +1064,23 @@ RC_GTEST_PROP(TbsSidAclDecode, GivesEqualBytesForWhateverItAccepts, (const bytes
     const auto twice = decode_sid(again);
     RC_ASSERT(twice.status == 0);
     RC_ASSERT(encoded(twice.acl) == again);
+}
+
+// ---- what is decoded into
+
+TEST(XdrTbsAclIdT, ReleasesAfterAFailureWhateverTheObjectHeldBefore) {
+    const bytes cut = word(TBS_ACL_ID_ROLE);
+    for (size_t size = 0; size <= cut.size(); size++) {
+        tbs_acl_id_t id;
+        std::memset(static_cast<void *>(&id), 0xAA, sizeof id);
+        XDR stream;
+        xdrmem_create(&stream, reinterpret_cast<char *>(const_cast<uint8_t *>(cut.data())), static_cast<u_int>(size),
+                      XDR_DECODE);
+        EXPECT_FALSE(xdr_tbs_acl_id_t(&stream, &id));
+        stream.x_op = XDR_FREE;
+        EXPECT_TRUE(xdr_tbs_acl_id_t(&stream, &id));
+        EXPECT_EQ(id.name, nullptr);
+    }
 }
 
 } // namespace

@@ -643,4 +643,57 @@ TEST(XdrInline, IsAskedForJustTheBytesOfARecord) {
     }
 }
 
+// A stream of single units and nothing else, as some transports are.
+struct unit_stream {
+    explicit unit_stream(xdr_op op) {
+        stream.x_op = op;
+        stream.x_ops = &operations;
+        stream.x_public = reinterpret_cast<char *>(this);
+    }
+    static unit_stream &of(XDR *stream) { return *reinterpret_cast<unit_stream *>(stream->x_public); }
+    static bool_t get(XDR *stream, long *word) {
+        unit_stream &mine = of(stream);
+        if (mine.next == mine.words.size()) return FALSE;
+        *word = static_cast<long>(mine.words[mine.next++]);
+        return TRUE;
+    }
+    static bool_t put(XDR *stream, const long *word) {
+        of(stream).words.push_back(static_cast<uint32_t>(*word));
+        return TRUE;
+    }
+    static int32_t *no_place(XDR *, u_int) { return nullptr; }
+
+    static constexpr XDR::xdr_ops operations = {get,     put,      nullptr, nullptr, nullptr,
+                                                nullptr, no_place, nullptr, nullptr};
+    std::vector<uint32_t> words;
+    size_t next = 0;
+    XDR stream = {};
+};
+
+TEST(XdrFixedRecords, TravelUnitByUnitWhereNoPlaceIsGiven) {
+    tbs_uuid_t uuid = {0x12345678, 0x9abc, 0x1def, 0x8a, 0x12, {0x00, 0x11, 0x22, 0x33, 0x44, 0x55}}, again = {};
+    unit_stream out(XDR_ENCODE);
+    EXPECT_TRUE(xdr_tbs_uuid_t(&out.stream, &uuid));
+    EXPECT_EQ(out.words, (std::vector<uint32_t>{0x12345678, 0x1def9abc, 0x8a120011, 0x22334455}));
+    out.stream.x_op = XDR_DECODE;
+    EXPECT_TRUE(xdr_tbs_uuid_t(&out.stream, &again));
+    EXPECT_TRUE(tbs_uuid_eq(&uuid, &again));
+    EXPECT_FALSE(xdr_tbs_uuid_t(&out.stream, &again));
+    tbs_status_t status = -1;
+    unit_stream one(XDR_ENCODE);
+    EXPECT_TRUE(xdr_tbs_status_t(&one.stream, &status));
+    EXPECT_EQ(one.words, (std::vector<uint32_t>{0xFFFFFFFF}));
+    one.stream.x_op = XDR_DECODE;
+    status = 0;
+    EXPECT_TRUE(xdr_tbs_status_t(&one.stream, &status));
+    EXPECT_EQ(status, -1);
+}
+
+TEST(XdrTbsStringPT, RefusesToSendNothing) {
+    tbs_string_p_t none = nullptr;
+    unit_stream out(XDR_ENCODE);
+    EXPECT_FALSE(xdr_tbs_string_p_t(&out.stream, &none));
+    EXPECT_TRUE(out.words.empty());
+}
+
 } // namespace

@@ -210,7 +210,7 @@ TEST(AclDecode, RefusesWhatIsNoAcl) {
         EXPECT_EQ(run.status, 2);
         return run.parsed()["damage"];
     };
-    EXPECT_EQ(damage(with_word(whole, 0, 7))["reason"], "not the number that stands here in every encoding");
+    EXPECT_EQ(damage(with_word(whole, 0, 7))["reason"], "not the number that stands in every encoding");
     EXPECT_EQ(damage(with_word(whole, 8, 0xFFFFFFFF))["offset"], whole.size());
     EXPECT_EQ(damage(with_word(whole, 0x10, 0x7FFFFFFF))["reason"], "a text is longer than what is left");
     EXPECT_EQ(damage("")["offset"], 0);

@@ -10,8 +10,7 @@
 //
 // The engine encodes, decodes and releases it: run(stream, &label). Neighbouring members of fixed size become one run
 // of bytes that is bounds-checked once; where a stream does not offer its bytes in place, the same code works on a
-// staging buffer. A row says what one member looks like; wire_view.hpp derives names, texts, comparison and random
-// values from the same rows.
+// staging buffer. A row says what one member looks like; wire_view.hpp shows encoded records by the same rows.
 #ifndef TBS_INTERNAL_WIRE_HPP
 #define TBS_INTERNAL_WIRE_HPP
 
@@ -72,17 +71,19 @@ protected:
 
     // Opens the window in place on these bytes of the stream.
     [[nodiscard]] bool open(size_t size);
-    // Ends the window in place: the stream's position becomes that of the cursor.
+    // Ends a window whose stream can go back: its position becomes that of the cursor.
     [[nodiscard]] bool close(const uint8_t *at);
     void restart() {
         in_place_ = false;
+        can_go_back_ = false;
         start_ = end_ = staging_;
     }
 
     XDR *xdrs_;
     cursor start_ = staging_, end_ = staging_;
     bool in_place_ = false;
-    uint32_t position_ = 0; // of the first byte of a window in place
+    bool can_go_back_ = false; // windows in place can, and those onto the bytes of a stream that is all in memory
+    uint32_t position_ = 0;    // of the first byte of a window that can go back
     unsigned depth_ = 0;
     uint8_t staging_[staging_size];
 
@@ -96,7 +97,7 @@ public:
     ~level() { window_.depth_--; }
     level(const level &) = delete;
     level &operator=(const level &) = delete;
-    [[nodiscard]] bool ok() const { return window_.depth_ < nesting_limit; }
+    [[nodiscard]] bool ok() const { return window_.depth_ <= nesting_limit; }
 
 private:
     window &window_;
@@ -160,9 +161,10 @@ public:
 
     // A run of members is cut off: the stream stops at the first that is not whole.
     [[nodiscard]] cursor cut(std::initializer_list<size_t> widths);
-    // The item at the cursor is not acceptable: the stream stops there.
+    // What was taken last is not acceptable: the stream stops at the cursor, behind it. A stream that cannot go back
+    // stands there already, since it gives items one by one.
     [[nodiscard]] cursor refuse(cursor at) {
-        stopped_ = in_place_ ? at : nullptr;
+        stopped_ = can_go_back_ ? at : nullptr;
         return nullptr;
     }
 
@@ -513,10 +515,10 @@ template <auto N, auto P> struct array {
         uint32_t count = 0, again = 0;
         at = s.word(at, count);
         if (!at) return nullptr;
-        if (count > most) return s.refuse(at - unit);
+        if (count > most) return s.refuse(at);
         at = s.word(at, again);
         if (!at) return nullptr;
-        if (again != count) return s.refuse(at - unit);
+        if (again != count) return s.refuse(at);
         return s.elements(at, count, built.memory, built.elements, shape_of<element>);
     }
     static void drop(auto &o) {
@@ -574,7 +576,7 @@ template <uint32_t Value> struct always {
     static cursor get(source &s, cursor at, auto &) {
         uint32_t value = 0;
         at = s.word(at, value);
-        return !at || value == Value ? at : s.refuse(at - unit);
+        return !at || value == Value ? at : s.refuse(at);
     }
     static void drop(auto &) {}
 };
@@ -589,18 +591,20 @@ inline bool is_direction(const XDR *xdrs) {
     return direction <= XDR_FREE;
 }
 
+// Units one by one, for a stream that gives no place for all of them.
+[[nodiscard]] bool put_units(XDR *xdrs, const uint8_t *from, size_t size);
+[[nodiscard]] bool get_units(XDR *xdrs, uint8_t *to, size_t size);
+
 // A record that is one run of at most 256 bytes: the stream is asked for just these.
 template <class T> bool run_fixed(XDR *xdrs, T &object) {
     constexpr size_t size = least(record<T>{});
     using all = decltype([]<class... Row>(rows<Row...>) { return fused<Row...>{}; }(record<T>{}));
     auto *place = reinterpret_cast<cursor>(XDR_INLINE(xdrs, size));
-    if (xdrs->x_op == XDR_ENCODE) {
-        if (place) return all::put_all(place, object);
-        uint8_t staged[size];
-        return all::put_all(staged, object) && XDR_PUTBYTES(xdrs, reinterpret_cast<char *>(staged), size);
-    }
     uint8_t staged[size];
-    if (!place && !XDR_GETBYTES(xdrs, reinterpret_cast<char *>(staged), size)) return false;
+    if (xdrs->x_op == XDR_ENCODE) {
+        return place ? all::put_all(place, object) : all::put_all(staged, object) && put_units(xdrs, staged, size);
+    }
+    if (!place && !get_units(xdrs, staged, size)) return false;
     all::get_all(place ? place : staged, object);
     return true;
 }
@@ -617,6 +621,7 @@ template <class T> bool walk(XDR *xdrs, T &object) {
         sink s(xdrs);
         return s.finish(put(s, s.begin(), object));
     } else {
+        object = T{}; // a pass that releases it after a failure finds nothing else than what was decoded
         source s(xdrs);
         return s.finish(get(s, s.begin(), object));
     }

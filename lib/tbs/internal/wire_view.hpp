@@ -125,28 +125,28 @@ private:
     }
     template <uint32_t Value> bool show(always<Value>) {
         if (!has(unit)) return false;
-        if (word_at(at_) != Value) return stop("not the number that stands here in every encoding");
-        return put("format", unit, Value);
+        const uint32_t value = word_at(at_);
+        put("format", unit, value);
+        return value == Value || stop("not the number that stands in every encoding");
     }
     template <auto M> bool show(pooled<M>) { return has(unit) && put(name_of<M>(), unit, word_at(at_)); }
 
     bool show_text(std::string_view name, uint32_t max) {
         if (!has(unit)) return false;
         const size_t length = word_at(at_);
-        if (length > max) return stop("a text is longer than it may be");
         const std::string_view rest(reinterpret_cast<const char *>(bytes_.data()) + at_ + unit,
                                     bytes_.size() - at_ - unit);
-        const char *why = nullptr;
-        if (rest.size() < padded(length)) {
-            why = "a text is longer than what is left";
-        } else if (rest.substr(0, length).find('\0') != std::string_view::npos) {
-            why = "a text holds a NUL byte";
-        }
-        if (why) {
+        if (length > max || rest.size() < length) {
             at_ += unit; // the length is as good as any; its characters are not
-            return stop(why);
+            return stop(length > max ? "a text is longer than it may be" : "a text is longer than what is left");
         }
-        return put(name, item_kind::text, unit + padded(length), std::string(rest.substr(0, length)));
+        const std::string_view characters = rest.substr(0, length);
+        const bool holds_nul = characters.find('\0') != std::string_view::npos;
+        if (holds_nul || rest.size() < padded(length)) {
+            put(name, item_kind::text, unit + length, std::string(characters));
+            return stop(holds_nul ? "a text holds a NUL byte" : "the bytes end here");
+        }
+        return put(name, item_kind::text, unit + padded(length), std::string(characters));
     }
     template <auto M, uint32_t Max> bool show(text<M, Max>) { return show_text(name_of<M>(), Max); }
     template <auto M, auto Kind, auto Value> bool show(text_of_kind<M, Kind, Value>) {
@@ -161,7 +161,7 @@ private:
     }
     // Records may hold each other, but not for ever.
     template <class F> bool one_level_down(F show_inside) {
-        if (depth_ + 1 == nesting_limit) return stop("records are nested too deep");
+        if (depth_ == nesting_limit) return stop("records are nested too deep");
         depth_++;
         const bool shown = show_inside();
         depth_--;
@@ -181,11 +181,12 @@ private:
     template <auto N, auto P> bool show(array<N, P>) {
         if (!has(unit)) return false;
         const uint32_t count = word_at(at_);
+        put(name_of<N>(), unit, count);
         if (count > array<N, P>::most) return stop("a count is negative");
-        put(name_of<N>(), unit, count);
         if (!has(unit)) return false;
-        if (word_at(at_) != count) return stop("the two counts of a list differ");
-        put(name_of<N>(), unit, count);
+        const uint32_t again = word_at(at_);
+        put(name_of<N>(), unit, again);
+        if (again != count) return stop("the two counts of a list differ");
         return one_level_down([&] { return show_elements<typename array<N, P>::element>(name_of<P>(), count); });
     }
     template <auto N, auto P> bool show(entry_array<N, P>) {
