@@ -5,8 +5,10 @@
 
 #include <cstring>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <rapidcheck.h>
 #include <rapidcheck/gtest.h>
+#include <string>
 
 #include <algorithm>
 #include <string>
@@ -297,6 +299,72 @@ TEST(StrutlCvtWideStrToStr, StandsNulls) {
     EXPECT_STREQ(buffer, "");
     EXPECT_EQ(strutl_cvt_wide_str_to_str(nullptr, 4, wide), 0u);
     EXPECT_EQ(strutl_cvt_wide_str_to_str(buffer, 0, wide), 0u);
+}
+
+// ---- lists of names
+
+TEST(StrutlFlagsToStrList, GivesTheNamesOfStrutlFlagsToStr) {
+    const strutl_flag_t table[] = {{"Full", 7}, {"read", 1}, {"READ", 2}, {nullptr, 2}, {"Write", 2}, {"Zero", 0}};
+    for (uint32_t flags = 0; flags < 32; flags++) {
+        char **names = nullptr;
+        uint32_t count = 99;
+        ASSERT_EQ(strutl_flags_to_str_list(flags, table, std::size(table), &names, &count), 0);
+        std::string joined;
+        for (uint32_t i = 0; i < count; i++) joined += (i ? "," : "") + std::string(names[i]);
+        EXPECT_EQ(joined, strutl_flags_to_str(flags, table, std::size(table), ","));
+        strutl_free_str_list(&names, count);
+        EXPECT_EQ(names, nullptr);
+    }
+}
+
+TEST(StrutlFlagsToStrList, RefusesNullsAndReportsMissingMemory) {
+    const strutl_flag_t table[] = {{"read", 1}, {"write", 2}};
+    char **names = nullptr;
+    uint32_t count = 7;
+    EXPECT_EQ(strutl_flags_to_str_list(3, nullptr, 2, &names, &count), KS_EINVAL);
+    EXPECT_EQ(strutl_flags_to_str_list(3, table, 2, nullptr, &count), KS_EINVAL);
+    EXPECT_EQ(strutl_flags_to_str_list(3, table, 2, &names, nullptr), KS_EINVAL);
+    int refused = 0;
+    const int points = faults::each_allocation([&](int, bool) {
+        const int error = strutl_flags_to_str_list(7, table, 2, &names, &count);
+        if (error) {
+            refused++;
+        } else {
+            strutl_free_str_list(&names, count);
+        }
+    });
+    EXPECT_GT(points, 2);
+    EXPECT_GE(refused, points);
+    EXPECT_EQ(names, nullptr);
+    strutl_free_str_list(nullptr, 3);
+    strutl_free_str_list(&names, 3);
+}
+
+TEST(StrutlCvtCaseString, FoldsWithoutTheLocale) {
+    char buffer[32];
+    const auto folded = [&](const char *text) {
+        EXPECT_EQ(strutl_cvt_case_string(text, STRUTL_CASE_FOLD, buffer, sizeof buffer), 0);
+        return std::string(buffer);
+    };
+    EXPECT_EQ(folded("MiXeD 123_-"), "mixed 123_-");
+    EXPECT_EQ(folded("STRASSE"), "strasse");
+    EXPECT_EQ(folded("Straße"), "strasse");
+    EXPECT_EQ(folded("ÄÖÜ"), "äöü");
+    EXPECT_EQ(folded("I"), "i");
+    EXPECT_EQ(folded("\xFFX"), "\xFFx");
+    EXPECT_EQ(folded(""), "");
+}
+
+TEST(StrutlCvtCaseString, SaysWhatDoesNotFit) {
+    char buffer[7];
+    EXPECT_EQ(strutl_cvt_case_string("ABCDEF", STRUTL_CASE_FOLD, buffer, sizeof buffer), 0);
+    EXPECT_EQ(strutl_cvt_case_string("ABCDEFG", STRUTL_CASE_FOLD, buffer, sizeof buffer), KS_ENAMETOOLONG);
+    EXPECT_STREQ(buffer, "abcdef");
+    EXPECT_EQ(strutl_cvt_case_string("ABCDEß", STRUTL_CASE_FOLD, buffer, sizeof buffer), KS_ENAMETOOLONG);
+    EXPECT_EQ(strutl_cvt_case_string(nullptr, STRUTL_CASE_FOLD, buffer, sizeof buffer), KS_EINVAL);
+    EXPECT_EQ(strutl_cvt_case_string("a", 1, buffer, sizeof buffer), KS_EINVAL);
+    EXPECT_EQ(strutl_cvt_case_string("a", STRUTL_CASE_FOLD, nullptr, 4), KS_EINVAL);
+    EXPECT_EQ(strutl_cvt_case_string("a", STRUTL_CASE_FOLD, buffer, 0), KS_EINVAL);
 }
 
 } // namespace

@@ -1,0 +1,130 @@
+// What a policy becomes on a real file: what getfacl shows, and whom the kernel lets in.
+#include "ks/ks_acl.h"
+#include "ks/ks_errno.h"
+#include "support/temp_dir.hpp"
+#include "tbs/tbs_acl.h"
+#include "tbs/tbs_rolemap.h"
+#include "tool/tool_runner.hpp"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <grp.h>
+#include <gtest/gtest.h>
+#include <memory>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+// Numbers that no account of a host has.
+constexpr unsigned owner = 4'100'001, owning_group = 4'100'002, reader = 4'100'003, team = 4'100'004,
+                   stranger = 4'100'005, no_group = 4'100'006;
+
+constexpr tbs_acl_permission_set_t read_data = 1, may_read = TBS_ACL_PERM_ACL_READ | read_data;
+
+credutl_sid_t sid(const std::string &text) {
+    credutl_sid_t value{};
+    EXPECT_EQ(credutl_str_to_sid(text.c_str(), &value), 0);
+    return value;
+}
+credutl_sid_t user_sid(unsigned id) { return sid("S-1-22-1-" + std::to_string(id)); }
+credutl_sid_t group_sid(unsigned id) { return sid("S-1-22-2-" + std::to_string(id)); }
+
+tbs_sid_acl_id_t role(const char *name) {
+    static char nothing[1];
+    return {TBS_ACL_ID_ROLE, nothing, const_cast<char *>(name), CREDUTL_SID_NOBODY};
+}
+tbs_sid_acl_id_t account(tbs_acl_id_kind_t kind, const credutl_sid_t &value) {
+    static char nothing[1];
+    return {kind, nothing, nothing, value};
+}
+
+// Whether a process of this user and group may open the file so.
+bool lets_in(const std::string &path, unsigned user, unsigned group, int flags) {
+    const pid_t child = fork();
+    if (child == 0) {
+        const bool changed = setgroups(0, nullptr) == 0 && setgid(group) == 0 && setuid(user) == 0;
+        if (!changed) _exit(2);
+        _exit(open(path.c_str(), flags) >= 0 ? 0 : errno == EACCES ? 1 : 3);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) < 2) << status;
+    return status == 0;
+}
+
+class SystemAcl : public testing::Test {
+protected:
+    void SetUp() override {
+        if (geteuid() != 0) GTEST_SKIP() << "only the superuser may become other users";
+        ASSERT_EQ(chmod(dir.str().c_str(), 0755), 0);
+        ASSERT_EQ(chown(file.c_str(), owner, owning_group), 0);
+        sysutl_acl_t *there = nullptr;
+        const int error = sysutl_acl_get_file(file.c_str(), &there);
+        sysutl_acl_free(&there);
+        if (error == KS_ENOSYS) GTEST_SKIP() << "this file system keeps no ACLs";
+    }
+
+    // A policy of two roles, bound to a user and a group, put on the file for those who may read.
+    void apply(uint32_t mode) const {
+        tbs_sid_acl_h_t policy = nullptr, effective = nullptr;
+        tbs_rolemap_acl_h_t map = nullptr;
+        ASSERT_EQ(tbs_sid_acl_create(&policy), 0);
+        ASSERT_EQ(tbs_rolemap_acl_create(&map), 0);
+        const tbs_sid_acl_id_t readers = role("readers"), teams = role("teams"), others = role("others");
+        const tbs_sid_acl_id_t one = account(TBS_ACL_ID_USER, user_sid(reader)),
+                               many = account(TBS_ACL_ID_GROUP, group_sid(team)),
+                               nobody = account(TBS_ACL_ID_USER, user_sid(stranger));
+        EXPECT_EQ(tbs_sid_acl_set_entry(policy, readers, may_read), 0);
+        EXPECT_EQ(tbs_sid_acl_set_entry(policy, teams, may_read), 0);
+        EXPECT_EQ(tbs_sid_acl_set_entry(policy, others, TBS_ACL_PERM_ACL_READ), 0);
+        EXPECT_EQ(tbs_rolemap_acl_add_role_binding(map, &readers, &one), 0);
+        EXPECT_EQ(tbs_rolemap_acl_add_role_binding(map, &teams, &many), 0);
+        EXPECT_EQ(tbs_rolemap_acl_add_role_binding(map, &others, &nobody), 0);
+        ASSERT_EQ(tbs_rolemap_acl_generate_effective_acl(policy, map, &effective), 0);
+        const tbs_acl_sid_pair_t owners = {user_sid(owner), group_sid(owning_group)};
+        sysutl_acl_t *made = nullptr;
+        ASSERT_EQ(tbs_sid_acl_convert_to_sysutl_acl(effective, &owners, mode, read_data, &made), 0);
+        ASSERT_NE(made, nullptr);
+        EXPECT_EQ(sysutl_acl_set_file(file.c_str(), made), 0);
+        sysutl_acl_free(&made);
+        tbs_sid_acl_free(&effective);
+        tbs_sid_acl_free(&policy);
+        tbs_rolemap_acl_free(&map);
+    }
+
+    const temp_dir dir;
+    const std::string file = dir.write("file", "content");
+};
+
+} // namespace
+
+TEST_F(SystemAcl, IsWhatGetfaclShows) {
+    apply(0640);
+    const auto shown =
+        tool_test::run_program({"/usr/bin/getfacl", "--omit-header", "--numeric", "--absolute-names", file});
+    if (shown.status == 127) GTEST_SKIP() << "there is no getfacl";
+    EXPECT_EQ(shown.out, "user::-w-\nuser:4100003:r--\ngroup::---\ngroup:4100004:r--\nmask::r--\nother::---\n\n");
+}
+
+TEST_F(SystemAcl, IsEnforcedByTheKernel) {
+    apply(0660);
+    EXPECT_TRUE(lets_in(file, reader, no_group, O_RDONLY));
+    EXPECT_TRUE(lets_in(file, reader, no_group, O_RDWR)); // write goes by the mode of the class
+    EXPECT_TRUE(lets_in(file, stranger, team, O_RDONLY));
+    EXPECT_FALSE(lets_in(file, stranger, no_group, O_RDONLY));
+    EXPECT_FALSE(lets_in(file, stranger, no_group, O_WRONLY));
+    EXPECT_FALSE(lets_in(file, owner, no_group, O_RDONLY)); // the policy does not name the owner
+    EXPECT_TRUE(lets_in(file, owner, no_group, O_WRONLY));
+    EXPECT_FALSE(lets_in(file, stranger, owning_group, O_RDONLY));
+    EXPECT_TRUE(lets_in(file, stranger, owning_group, O_WRONLY));
+}
+
+TEST_F(SystemAcl, GoesByTheModeForWriting) {
+    apply(0600);
+    EXPECT_TRUE(lets_in(file, reader, no_group, O_RDONLY));
+    EXPECT_FALSE(lets_in(file, reader, no_group, O_WRONLY));
+    EXPECT_FALSE(lets_in(file, stranger, team, O_RDWR));
+    EXPECT_TRUE(lets_in(file, owner, no_group, O_WRONLY));
+}
