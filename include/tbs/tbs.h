@@ -6,7 +6,11 @@
 
 #include "tbs_acl.h"
 #include "tbs_fstat.h"
+#include "tbs_help.h"
+#include "tbs_mgr.h"
 #include "tbs_msg.h"
+#include "tbs_product.h"
+#include "tbs_profile.h"
 #include "tbs_rolemap.h"
 #include "tbs_status.h"
 #include "tbs_text_mode.h"

@@ -1,24 +1,13 @@
+#include "internal/product.hpp"
 #include "internal/report.hpp"
-#include "ks/ks_dir.h"
-#include "ks/ks_file.h"
 #include "ks/ks_pfm.h"
-#include "ks/ks_str.h"
 #include "tbs/tbs_msg.h"
+#include "tbs/tbs_product.h"
 #include "tbs/tbs_status.h"
 
 #include <cstdarg>
-#include <cstring>
 
 namespace {
-
-struct log_path {
-    explicit log_path(const char *leaf) noexcept {
-        ks_hostdata_dir(text, "log");
-        const size_t used = std::strlen(text);
-        strutl_snprintf(text + used, sizeof text - used, "\\%s", leaf);
-    }
-    char text[KS_PATH_SIZE + 16]; // the directory, and behind it the leaf whole
-};
 
 // Holds signals back, so that none leaves a log redirected.
 struct inhibited {
@@ -44,10 +33,11 @@ void report_internal(const char *module, int line) noexcept {
 
 extern "C" void tbs_log_int_error(const char *module, const void *table, uint32_t index, const char *source_file,
                                   int source_line, imsg_log_t **log_handle_out, ...) noexcept {
-    const log_path path("error_log");
+    char path[TBS_PATH_SIZE];
+    tbs_product_logfile_pn(path);
     tbs::say<tbs::general_messages, 17>(IMSG_ERROR, module);
     const inhibited no_signals;
-    imsg_log_t *log = imsg_start_log(path.text, 1, 1);
+    imsg_log_t *log = imsg_start_log(path, 1, 1);
     if (log_handle_out) *log_handle_out = log;
     imsg_print(IMSG_PLAIN, &tbs::common_table, 34, source_file, source_line);
     va_list arguments;
@@ -58,9 +48,10 @@ extern "C" void tbs_log_int_error(const char *module, const void *table, uint32_
 }
 
 extern "C" void tbs_log_access_failure(const char *module, const void *table, uint32_t index, ...) noexcept {
-    const log_path path("access_log");
+    char path[TBS_PATH_SIZE];
+    tbs::product::access_log_path(path);
     const inhibited no_signals;
-    imsg_start_log(path.text, 0, 0);
+    imsg_start_log(path, 0, 0);
     const char *category = imsg_get_app_name();
     imsg_nt_set_category("access");
     va_list arguments;
