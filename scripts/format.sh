@@ -5,5 +5,5 @@ cd "$(dirname "$0")/.."
 
 options=(-i)
 [[ ${1:-} == --check ]] && options=(--dry-run -Werror)
-find bench examples fuzz include lib tests tools -type f \( -name '*.h' -o -name '*.hpp' -o -name '*.c' -o -name '*.cpp' \) \
+find bench examples fuzz include lib mgrs tests tools -type f \( -name '*.h' -o -name '*.hpp' -o -name '*.c' -o -name '*.cpp' \) \
     -print0 | xargs -0 -r clang-format "${options[@]}"
