@@ -15,7 +15,7 @@ bool wants_json(int argc, char **argv) {
 }
 
 CLI::App &add_acl(CLI::App &app) {
-    CLI::App &acl = *app.add_subcommand("acl", "Show, check, compare and encode ACL files");
+    CLI::App &acl = *app.add_subcommand("acl", "Show, check, compare, encode and apply ACL files");
     acl.require_subcommand(1);
     return acl;
 }
@@ -40,11 +40,16 @@ public:
         add_acl_encode(acl, chosen_);
         add_acl_decode(acl, chosen_);
         add_acl_effective(acl, chosen_);
+        add_acl_apply(acl, chosen_);
         CLI::App &rolemap = add_rolemap(app_);
         add_rolemap_show(rolemap, chosen_);
         add_rolemap_check(rolemap, chosen_);
         add_rolemap_edits(rolemap, chosen_);
         add_uuid(app_, chosen_);
+        add_product(app_, chosen_);
+        add_profile(app_, chosen_);
+        add_mgr(app_, chosen_);
+        add_help_topic(app_, chosen_);
         add_whoami(app_, chosen_);
         add_status(app_, chosen_);
         add_msg(app_, chosen_);

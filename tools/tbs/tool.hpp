@@ -43,10 +43,15 @@ void add_acl_diff(CLI::App &parent, action &chosen);
 void add_acl_encode(CLI::App &parent, action &chosen);
 void add_acl_decode(CLI::App &parent, action &chosen);
 void add_acl_effective(CLI::App &parent, action &chosen);
+void add_acl_apply(CLI::App &parent, action &chosen);
 void add_rolemap_show(CLI::App &parent, action &chosen);
 void add_rolemap_check(CLI::App &parent, action &chosen);
 void add_rolemap_edits(CLI::App &parent, action &chosen); // add, remove, replace
 void add_uuid(CLI::App &parent, action &chosen);
+void add_product(CLI::App &parent, action &chosen);
+void add_profile(CLI::App &parent, action &chosen);
+void add_mgr(CLI::App &parent, action &chosen);
+void add_help_topic(CLI::App &parent, action &chosen);
 void add_whoami(CLI::App &parent, action &chosen);
 void add_status(CLI::App &parent, action &chosen);
 void add_msg(CLI::App &parent, action &chosen);

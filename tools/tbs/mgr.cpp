@@ -1,0 +1,112 @@
+// tbs mgr: type managers and their operations.
+#include "tbs/tbs_mgr.h"
+
+#include "output.hpp"
+#include "tbs/tbs_status.h"
+
+#include <memory>
+
+namespace tool {
+namespace {
+
+struct options {
+    std::string manager, operation;
+    std::vector<std::string> arguments;
+    bool as_json = false;
+};
+
+failure not_resolved(const options &o, tbs_status_t status) {
+    return {"the program of \"" + o.operation + "\" was not found: " + tbs_strerror(status),
+            "Shorten the names of manager and operation, or the location that is set for them."};
+}
+
+std::vector<std::string> managers() {
+    uint32_t count = 0;
+    char **names = nullptr;
+    const tbs_status_t status = tbs_mgr_get_mgr_list(nullptr, &count, &names);
+    if (status != 0) throw failure(std::string("no list: ") + tbs_strerror(status), "Try again.");
+    const auto release = [&](char **) { tbs_mgr_free_mgr_list(&count, &names); };
+    const std::unique_ptr<char *, decltype(release)> owner(names, release);
+    return {names, names + count};
+}
+
+int list(const options &o) {
+    const std::vector<std::string> names = managers();
+    if (o.as_json) {
+        print_json({{"managers", names}, {"exit_status", exit_done}});
+        return exit_done;
+    }
+    for (const std::string &name : names) {
+        print(name);
+        end_line();
+    }
+    return exit_done;
+}
+
+int supports(const options &o) {
+    tbs_boolean_t supported = 0;
+    const tbs_status_t status = tbs_mgr_is_supported_op(o.manager.c_str(), o.operation.c_str(), &supported);
+    if (status != 0) throw not_resolved(o, status);
+    const int result = supported ? exit_done : exit_negative;
+    if (o.as_json) {
+        print_json({{"manager", o.manager},
+                    {"operation", o.operation},
+                    {"supported", supported != 0},
+                    {"exit_status", result}});
+    } else {
+        print(o.manager + (supported ? " has " : " has no ") + o.operation);
+        end_line();
+    }
+    return result;
+}
+
+int invoke(options o) {
+    std::vector<char *> vector = {nullptr};
+    for (std::string &argument : o.arguments) vector.push_back(argument.data());
+    vector.push_back(nullptr);
+    int exit_status = 0;
+    const tbs_status_t status =
+        tbs_mgr_invoke_op(o.manager.c_str(), o.operation.c_str(), vector.data(), &exit_status);
+    if (status == TBS_ST_ERROR) {
+        throw failure("the operation was not run, see the message before",
+                      "\"tbs mgr list\" shows the managers, \"tbs mgr supports\" whether one has an operation.");
+    }
+    if (status != 0) throw not_resolved(o, status);
+    return exit_status;
+}
+
+void add_names(CLI::App &command, options &o) {
+    command.add_option("manager", o.manager, "Type manager")->required()->type_name("MANAGER");
+    command.add_option("operation", o.operation, "Operation, as create_version")->required()->type_name("OPERATION");
+}
+
+} // namespace
+
+void add_mgr(CLI::App &parent, action &chosen) {
+    const auto o = std::make_shared<options>();
+    CLI::App &mgr = *parent.add_subcommand("mgr", "List type managers, run their operations");
+    mgr.require_subcommand(1);
+
+    CLI::App &list_command = *mgr.add_subcommand("list", "List the managers of this host");
+    list_command.add_flag("--json", o->as_json, "Answer in JSON");
+    list_command.callback([o, &chosen] { chosen = [o] { return list(*o); }; });
+
+    CLI::App &supports_command = *mgr.add_subcommand("supports", "Tell whether a manager has an operation");
+    add_names(supports_command, *o);
+    supports_command.add_flag("--json", o->as_json, "Answer in JSON");
+    supports_command.footer("Exit status: 0 it has, 1 it has not, 2 bad input.");
+    supports_command.callback([o, &chosen] { chosen = [o] { return supports(*o); }; });
+
+    CLI::App &invoke_command = *mgr.add_subcommand("invoke", "Run an operation of a manager");
+    add_names(invoke_command, *o);
+    invoke_command.add_option("arguments", o->arguments, "Arguments of the operation")->type_name("ARGUMENT");
+    invoke_command.prefix_command();
+    invoke_command.footer(
+        "What follows the operation is its own. Exit status: the operation's; 2 when it was not run.");
+    invoke_command.callback([o, &chosen, &invoke_command] {
+        for (const std::string &more : invoke_command.remaining()) o->arguments.push_back(more);
+        chosen = [o] { return invoke(*o); };
+    });
+}
+
+} // namespace tool

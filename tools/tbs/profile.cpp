@@ -1,0 +1,51 @@
+// tbs profile: a user's defaults for the product's commands.
+#include "tbs/tbs_profile.h"
+
+#include "output.hpp"
+
+namespace tool {
+namespace {
+
+struct options {
+    std::string command;
+    std::vector<std::string> names;
+    bool as_json = false;
+};
+
+int get(const options &o) {
+    std::vector<const char *> names;
+    for (const std::string &name : o.names) names.push_back(name.c_str());
+    const char *value = nullptr;
+    const int position =
+        tbs_multi_check_profile(o.command.c_str(), names.data(), static_cast<int>(names.size()), &value);
+    const int status = position < 0 ? exit_negative : exit_done;
+    if (o.as_json) {
+        print_json({{"command", o.command},
+                    {"name", position < 0 ? json(nullptr) : json(names[position])},
+                    {"value", value ? json(value) : json(nullptr)},
+                    {"exit_status", status}});
+    } else if (position >= 0) {
+        if (names.size() > 1) print(std::string(names[position]) + ' ');
+        print(value ? value : "");
+        end_line();
+    }
+    return status;
+}
+
+} // namespace
+
+void add_profile(CLI::App &parent, action &chosen) {
+    const auto o = std::make_shared<options>();
+    CLI::App &profile = *parent.add_subcommand("profile", "Look up a user's defaults");
+    profile.require_subcommand(1);
+    CLI::App &command =
+        *profile.add_subcommand("get", "Show the first default of a command that has one of the names");
+    command.add_option("command", o->command, "Command")->required()->type_name("COMMAND");
+    command.add_option("names", o->names, "What is set")->required()->type_name("NAME");
+    command.add_flag("--json", o->as_json, "Answer in JSON");
+    command.footer("The file is TESSIVANE_PROFILE, else .tessivane_profile in the home directory.\n"
+                   "Exit status: 0 found, 1 not found or no profile, 2 bad input.");
+    command.callback([o, &chosen] { chosen = [o] { return get(*o); }; });
+}
+
+} // namespace tool
