@@ -24,6 +24,13 @@ endif()
 if(IS_DIRECTORY ${PROJECT_SOURCE_DIR}/data/policy)
     install(DIRECTORY ${PROJECT_SOURCE_DIR}/data/policy DESTINATION ${CMAKE_INSTALL_DATADIR}/liborsiktbs)
 endif()
+
+# The product directory, which is the prefix. What nothing is laid into yet is there all the same.
+foreach(directory common config/ui doc/testfix etc/sql etc/utils lib/X11/uid)
+    install(DIRECTORY DESTINATION ${directory})
+endforeach()
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/data/product/ DESTINATION .)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION doc FILES_MATCHING PATTERN "*.md" PATTERN "*.svg")
 if(TARGET catalogues)
     install(DIRECTORY ${PROJECT_BINARY_DIR}/locale DESTINATION ${CMAKE_INSTALL_DATADIR}
         FILES_MATCHING PATTERN "tbs_lib")

@@ -29,7 +29,7 @@ using tool_test::outcome;
 using tool_test::run_program;
 using words = std::vector<std::string>;
 
-const std::string product = std::string(ORSIK_BINARY_DIR) + "/product";
+const std::string product = ORSIK_BINARY_DIR;
 const words operation_names = {"create_element",   "create_branch",     "create_version",
                                "create_version64", "construct_version", "delete_branches_versions",
                                "get_cont_info"};
