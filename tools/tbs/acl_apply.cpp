@@ -96,6 +96,12 @@ public:
     [[nodiscard]] const tbs_acl_sid_pair_t &owners() const { return owners_; }
     [[nodiscard]] const std::map<uint32_t, owned_system_acl> &by_mode() const { return by_mode_; }
 
+    // Whether an ACL is one of those made so far. To make it again from a file that has it changes nothing.
+    [[nodiscard]] bool made(const sysutl_acl_t *acl) const {
+        return std::any_of(by_mode_.begin(), by_mode_.end(),
+                           [&](const auto &one) { return sysutl_acl_equal(acl, one.second.get()); });
+    }
+
     // Throws refusal.
     const sysutl_acl_t *for_mode(uint32_t mode) {
         const auto [at, is_new] = by_mode_.try_emplace(mode);
@@ -183,6 +189,43 @@ private:
     uint32_t mode_ = 0;
 };
 
+// The entries of a system ACL, "user::rw-" and the like.
+std::vector<std::string> entries_of_system(const sysutl_acl_t *acl) {
+    char *text = nullptr;
+    require(sysutl_acl_to_text(acl, &text), "the system ACL has no text");
+    const struct text_owner {
+        char *text;
+        ~text_owner() { stg_free(text); }
+    } owner{text};
+    std::vector<std::string> entries;
+    for (std::string_view rest = text; !rest.empty();) {
+        const std::string_view entry = rest.substr(0, rest.find('\n'));
+        if (!entry.empty()) entries.emplace_back(entry);
+        rest.remove_prefix(std::min(entry.size() + 1, rest.size()));
+    }
+    return entries;
+}
+
+// The bits of the entry that begins so, as "group::rw-"; without one, `otherwise`.
+uint32_t bits_of(const std::vector<std::string> &entries, const std::string &tag, uint32_t otherwise) {
+    for (const std::string &entry : entries) {
+        if (!entry.starts_with(tag)) continue;
+        uint32_t bits = 0;
+        for (size_t i = 0; i < 3; i++)
+            bits = bits << 1 | (entry.substr(tag.size()).substr(i, 1) == std::string(1, "rwx"[i]));
+        return bits;
+    }
+    return otherwise;
+}
+
+// The mode with what the owning group itself has. Behind an ACL the mode shows the mask there, and to take that for the
+// group's would give everyone named what one of them has.
+uint32_t mode_of(uint32_t mode, const sysutl_acl_t *acl) {
+    const std::vector<std::string> entries = entries_of_system(acl);
+    const uint32_t group = bits_of(entries, "group::", 0) & bits_of(entries, "mask::", 07);
+    return (mode & 0707) | group << 3;
+}
+
 void require_done(int error) {
     if (error == KS_ENOMEM) throw std::bad_alloc();
     if (error == KS_ENOSYS) throw refusal{"its file system keeps no ACLs"};
@@ -191,9 +234,10 @@ void require_done(int error) {
 
 result apply_to(const std::string &path, system_acls &acls, bool dry_run) {
     const held_file file(path);
-    const sysutl_acl_t *wanted = acls.for_mode(file.mode());
     owned_system_acl now;
     require_done(sysutl_acl_get_file(file.path().c_str(), now.put()));
+    if (acls.made(now.get())) return result::unchanged;
+    const sysutl_acl_t *wanted = acls.for_mode(mode_of(file.mode(), now.get()));
     if (sysutl_acl_equal(now.get(), wanted)) return result::unchanged;
     if (!dry_run) require_done(sysutl_acl_set_file(file.path().c_str(), wanted));
     return result::changed;
@@ -223,23 +267,6 @@ std::string octal(uint32_t mode) {
     char text[8];
     std::snprintf(text, sizeof text, "%04o", mode);
     return text;
-}
-
-// The entries of a system ACL, "user::rw-" and the like.
-std::vector<std::string> entries_of_system(const sysutl_acl_t *acl) {
-    char *text = nullptr;
-    require(sysutl_acl_to_text(acl, &text), "the system ACL has no text");
-    const struct text_owner {
-        char *text;
-        ~text_owner() { stg_free(text); }
-    } owner{text};
-    std::vector<std::string> entries;
-    for (std::string_view rest = text; !rest.empty();) {
-        const std::string_view entry = rest.substr(0, rest.find('\n'));
-        if (!entry.empty()) entries.emplace_back(entry);
-        rest.remove_prefix(std::min(entry.size() + 1, rest.size()));
-    }
-    return entries;
 }
 
 // ---- text

@@ -40,9 +40,11 @@ public:
         add_acl_encode(acl, chosen_);
         add_acl_decode(acl, chosen_);
         add_acl_effective(acl, chosen_);
+        add_acl_matrix(acl, chosen_);
         add_acl_apply(acl, chosen_);
         CLI::App &rolemap = add_rolemap(app_);
         add_rolemap_show(rolemap, chosen_);
+        add_rolemap_graph(rolemap, chosen_);
         add_rolemap_check(rolemap, chosen_);
         add_rolemap_edits(rolemap, chosen_);
         add_uuid(app_, chosen_);

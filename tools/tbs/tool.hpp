@@ -43,8 +43,10 @@ void add_acl_diff(CLI::App &parent, action &chosen);
 void add_acl_encode(CLI::App &parent, action &chosen);
 void add_acl_decode(CLI::App &parent, action &chosen);
 void add_acl_effective(CLI::App &parent, action &chosen);
+void add_acl_matrix(CLI::App &parent, action &chosen);
 void add_acl_apply(CLI::App &parent, action &chosen);
 void add_rolemap_show(CLI::App &parent, action &chosen);
+void add_rolemap_graph(CLI::App &parent, action &chosen);
 void add_rolemap_check(CLI::App &parent, action &chosen);
 void add_rolemap_edits(CLI::App &parent, action &chosen); // add, remove, replace
 void add_uuid(CLI::App &parent, action &chosen);
