@@ -5,9 +5,11 @@
 #include "ks/ks_errno.h"
 #include "ks/ks_str.h"
 
-#include <new>
+#include <algorithm>
+#include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace tbs::acl {
 namespace {
@@ -135,14 +137,14 @@ private:
         sysutl_acl_permset_t *permset = nullptr;
         demand(sysutl_acl_get_permset(entry.get(), &permset));
         demand(sysutl_acl_clear_perms(permset));
-        if (bits) demand(sysutl_acl_add_perm(permset, bits));
+        demand(sysutl_acl_add_perm(permset, bits));
         return entry.release();
     }
 
     static void add_bits(sysutl_acl_entry_t *entry, int bits) {
         sysutl_acl_permset_t *permset = nullptr;
         demand(sysutl_acl_get_permset(entry, &permset));
-        if (bits) demand(sysutl_acl_add_perm(permset, bits));
+        demand(sysutl_acl_add_perm(permset, bits));
     }
 
     // What an entry of the SID ACL contributes. One that the platform refuses is given up, and traced.

@@ -48,6 +48,38 @@ TEST(CredutlSid, NobodyIsS100) {
     EXPECT_TRUE(credutl_sid_eq(&read, &CREDUTL_SID_NOBODY));
 }
 
+TEST(CredutlSidIsValid, HoldsForRecordsThatHaveAText) {
+    const credutl_sid_t good = sid("S-1-5-21-1-2-3-1001"), shortest = sid("S-1-0-0"),
+                        longest = sid("S-1-5-1-2-3-4-5-6");
+    EXPECT_EQ(credutl_sid_is_valid(&good), 1);
+    EXPECT_EQ(credutl_sid_is_valid(&shortest), 1);
+    EXPECT_EQ(credutl_sid_is_valid(&longest), 1);
+    EXPECT_EQ(credutl_sid_is_valid(&CREDUTL_SID_NOBODY), 1);
+    EXPECT_EQ(credutl_sid_is_valid(nullptr), 0);
+    const credutl_sid_t none{};
+    EXPECT_EQ(credutl_sid_is_valid(&none), 0);
+}
+
+// Any byte of the record may be damaged: the two functions agree on what is left.
+TEST(CredutlSidIsValid, AgreesWithTheText) {
+    const credutl_sid_t good = sid("S-1-5-21-1-2-3-1001");
+    const auto agree = [](const credutl_sid_t &value) {
+        char text[CREDUTL_SID_STR_SIZE];
+        const bool valid = credutl_sid_is_valid(&value);
+        EXPECT_EQ(valid, credutl_sid_to_str(&value, text, sizeof text) == 0);
+        return valid;
+    };
+    constexpr size_t fixed[] = {0, 1, 2, 3}, used = 30; // type, length, revision, count; what the length covers
+    for (size_t at = 0; at < sizeof good; at++) {
+        for (int wrong = 1; wrong < 256; wrong++) {
+            credutl_sid_t damaged = good;
+            reinterpret_cast<uint8_t *>(&damaged)[at] ^= static_cast<uint8_t>(wrong);
+            const bool must_hold = std::find(std::begin(fixed), std::end(fixed), at) != std::end(fixed) || at >= used;
+            EXPECT_EQ(agree(damaged), !must_hold) << at << ' ' << wrong;
+        }
+    }
+}
+
 TEST(CredutlStrToSid, RefusesAllButTheStrictForm) {
     for (const char *text : {"",
                              "S",

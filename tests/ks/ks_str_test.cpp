@@ -317,6 +317,26 @@ TEST(StrutlFlagsToStrList, GivesTheNamesOfStrutlFlagsToStr) {
     }
 }
 
+TEST(StrutlFlagsToStrList, HasRoomForEveryBitAndForNone) {
+    std::vector<std::string> texts;
+    for (int bit = 0; bit < 32; bit++) texts.push_back("bit" + std::to_string(bit));
+    std::vector<strutl_flag_t> table;
+    for (size_t bit = 0; bit < 32; bit++) table.push_back({texts[bit].c_str(), uint32_t{1} << bit});
+    char **names = nullptr;
+    uint32_t count = 0;
+    ASSERT_EQ(strutl_flags_to_str_list(0xFFFFFFFF, table.data(), table.size(), &names, &count), 0);
+    EXPECT_EQ(std::vector<std::string>(names, names + count), texts);
+    strutl_free_str_list(&names, count);
+    ASSERT_EQ(strutl_flags_to_str_list(0xFFFFFFFF, table.data(), 31, &names, &count), 0);
+    ASSERT_EQ(count, 32u);
+    EXPECT_STREQ(names[31], "0x80000000");
+    strutl_free_str_list(&names, count);
+    ASSERT_EQ(strutl_flags_to_str_list(0, nullptr, 0, &names, &count), 0);
+    EXPECT_EQ(count, 0u);
+    strutl_free_str_list(&names, count);
+    EXPECT_EQ(names, nullptr);
+}
+
 TEST(StrutlFlagsToStrList, RefusesNullsAndReportsMissingMemory) {
     const strutl_flag_t table[] = {{"read", 1}, {"write", 2}};
     char **names = nullptr;
@@ -328,9 +348,12 @@ TEST(StrutlFlagsToStrList, RefusesNullsAndReportsMissingMemory) {
     const int points = faults::each_allocation([&](int, bool) {
         const int error = strutl_flags_to_str_list(7, table, 2, &names, &count);
         if (error) {
+            EXPECT_EQ(error, KS_ENOMEM);
+            EXPECT_EQ(count, 7u);
             refused++;
         } else {
             strutl_free_str_list(&names, count);
+            count = 7;
         }
     });
     EXPECT_GT(points, 2);
@@ -353,6 +376,20 @@ TEST(StrutlCvtCaseString, FoldsWithoutTheLocale) {
     EXPECT_EQ(folded("I"), "i");
     EXPECT_EQ(folded("\xFFX"), "\xFFx");
     EXPECT_EQ(folded(""), "");
+}
+
+RC_GTEST_PROP(StrutlCvtCaseString, MakesTheSameOfTextsThatAreEqual, ()) {
+    const auto any =
+        rc::gen::container<std::string>(rc::gen::elementOf(std::string("aAbBsSkKiI\xC3\x9F\x84\xA4\xE2\xAA\xFF")));
+    const auto fold = [](const std::string &text) {
+        char buffer[1024];
+        RC_ASSERT(strutl_cvt_case_string(text.c_str(), STRUTL_CASE_FOLD, buffer, sizeof buffer) == 0);
+        return std::string(buffer);
+    };
+    const std::string a = *any, b = *any;
+    RC_ASSERT((fold(a) == fold(b)) == (strutl_stricoll(a.c_str(), b.c_str()) == 0));
+    RC_ASSERT(fold(fold(a)) == fold(a));
+    RC_ASSERT(strutl_stricoll(fold(a).c_str(), a.c_str()) == 0);
 }
 
 TEST(StrutlCvtCaseString, SaysWhatDoesNotFit) {

@@ -2,6 +2,7 @@
 #include "nt/registry_support.hpp"
 
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <functional>
 #include <gtest/gtest.h>
@@ -16,6 +17,7 @@
 namespace {
 
 using namespace registry_test;
+using clock = std::chrono::steady_clock;
 
 // Memory that this process shares with those that it makes.
 template <class T> class shared {
@@ -122,6 +124,9 @@ TEST(RegistryProcesses, KilledInMidWriteLeaveTheOldOrTheNewValue) {
     const registry own;
     const shared<progress> now;
     ASSERT_EQ(set("A", "v", NTREGY_BINARY, value_number(0)), 0);
+    const auto begun = clock::now();
+    ASSERT_EQ(set("A", "v", NTREGY_BINARY, value_number(0)), 0);
+    const auto one_write = clock::now() - begun;
     int new_ones = 0;
     for (int round = 0; round < rounds; round++) {
         const int before = now->done;
@@ -133,8 +138,9 @@ TEST(RegistryProcesses, KilledInMidWriteLeaveTheOldOrTheNewValue) {
             }
         });
         while (now->begun == before) sched_yield();
-        // Each round a little later in the write, or in one behind it.
-        for (int turns = round * 3; turns > 0; turns--) sched_yield();
+        // Each round a little later, from the beginning of a write to some way behind its end.
+        const auto until = clock::now() + one_write * round * 3 / (2 * rounds);
+        while (clock::now() < until) {}
         if (round % 10 == 0) {
             std::string data(30'000, '\0');
             size_t size = data.size();

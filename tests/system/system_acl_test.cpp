@@ -10,10 +10,11 @@
 #include <fcntl.h>
 #include <grp.h>
 #include <gtest/gtest.h>
-#include <memory>
+#include <string>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -40,11 +41,11 @@ tbs_sid_acl_id_t account(tbs_acl_id_kind_t kind, const credutl_sid_t &value) {
     return {kind, nothing, nothing, value};
 }
 
-// Whether a process of this user and group may open the file so.
-bool lets_in(const std::string &path, unsigned user, unsigned group, int flags) {
+// Whether a process of this user, this group and these further groups may open the file so.
+bool lets_in(const std::string &path, unsigned user, unsigned group, int flags, const std::vector<gid_t> &more = {}) {
     const pid_t child = fork();
     if (child == 0) {
-        const bool changed = setgroups(0, nullptr) == 0 && setgid(group) == 0 && setuid(user) == 0;
+        const bool changed = setgroups(more.size(), more.data()) == 0 && setgid(group) == 0 && setuid(user) == 0;
         if (!changed) _exit(2);
         _exit(open(path.c_str(), flags) >= 0 ? 0 : errno == EACCES ? 1 : 3);
     }
@@ -83,15 +84,28 @@ protected:
         EXPECT_EQ(tbs_rolemap_acl_add_role_binding(map, &teams, &many), 0);
         EXPECT_EQ(tbs_rolemap_acl_add_role_binding(map, &others, &nobody), 0);
         ASSERT_EQ(tbs_rolemap_acl_generate_effective_acl(policy, map, &effective), 0);
-        const tbs_acl_sid_pair_t owners = {user_sid(owner), group_sid(owning_group)};
-        sysutl_acl_t *made = nullptr;
-        ASSERT_EQ(tbs_sid_acl_convert_to_sysutl_acl(effective, &owners, mode, read_data, &made), 0);
-        ASSERT_NE(made, nullptr);
-        EXPECT_EQ(sysutl_acl_set_file(file.c_str(), made), 0);
-        sysutl_acl_free(&made);
+        put_on_file(effective, mode);
         tbs_sid_acl_free(&effective);
         tbs_sid_acl_free(&policy);
         tbs_rolemap_acl_free(&map);
+    }
+
+    // Entries that need no role map, put on the file for those who may read.
+    void apply(const std::vector<tbs_acl_cooked_ent_t> &entries, uint32_t mode) const {
+        tbs_sid_acl_h_t acl = nullptr;
+        ASSERT_EQ(tbs_sid_acl_create(&acl), 0);
+        for (const auto &[id, perms] : entries) EXPECT_EQ(tbs_sid_acl_set_entry(acl, id, perms), 0);
+        put_on_file(acl, mode);
+        tbs_sid_acl_free(&acl);
+    }
+
+    void put_on_file(tbs_sid_acl_h_t acl, uint32_t mode) const {
+        const tbs_acl_sid_pair_t owners = {user_sid(owner), group_sid(owning_group)};
+        sysutl_acl_t *made = nullptr;
+        ASSERT_EQ(tbs_sid_acl_convert_to_sysutl_acl(acl, &owners, mode, read_data, &made), 0);
+        ASSERT_NE(made, nullptr);
+        EXPECT_EQ(sysutl_acl_set_file(file.c_str(), made), 0);
+        sysutl_acl_free(&made);
     }
 
     const temp_dir dir;
@@ -127,4 +141,58 @@ TEST_F(SystemAcl, GoesByTheModeForWriting) {
     EXPECT_FALSE(lets_in(file, reader, no_group, O_WRONLY));
     EXPECT_FALSE(lets_in(file, stranger, team, O_RDWR));
     EXPECT_TRUE(lets_in(file, owner, no_group, O_WRONLY));
+}
+
+TEST_F(SystemAcl, CountsAllGroupsOfAProcess) {
+    apply(0660);
+    EXPECT_TRUE(lets_in(file, stranger, no_group, O_RDONLY, {no_group, team}));
+    EXPECT_TRUE(lets_in(file, stranger, no_group, O_RDWR, {team}));
+    EXPECT_FALSE(lets_in(file, stranger, no_group, O_RDONLY, {owning_group}));
+    EXPECT_TRUE(lets_in(file, stranger, no_group, O_WRONLY, {owning_group}));
+    EXPECT_FALSE(lets_in(file, stranger, no_group, O_RDONLY, {no_group}));
+}
+
+TEST_F(SystemAcl, OfEveryoneLetsAllRead) {
+    apply({{account(TBS_ACL_ID_EVERYONE, CREDUTL_SID_NOBODY), may_read}}, 0602);
+    for (const unsigned user : {owner, reader, stranger}) {
+        for (const unsigned group : {owning_group, team, no_group}) {
+            EXPECT_TRUE(lets_in(file, user, group, O_RDONLY)) << user << ' ' << group;
+        }
+    }
+    EXPECT_TRUE(lets_in(file, owner, no_group, O_WRONLY));
+    EXPECT_TRUE(lets_in(file, stranger, no_group, O_WRONLY));
+    EXPECT_FALSE(lets_in(file, stranger, owning_group, O_WRONLY)); // the mode gives the group less than others
+}
+
+TEST_F(SystemAcl, OfTheOwnersLetsOnlyThemRead) {
+    apply({{account(TBS_ACL_ID_OWNER_USER, CREDUTL_SID_NOBODY), may_read}}, 0600);
+    EXPECT_TRUE(lets_in(file, owner, no_group, O_RDWR));
+    EXPECT_FALSE(lets_in(file, stranger, owning_group, O_RDONLY));
+    EXPECT_FALSE(lets_in(file, stranger, no_group, O_RDONLY));
+    apply({{account(TBS_ACL_ID_OWNER_GROUP, CREDUTL_SID_NOBODY), may_read}}, 0620);
+    EXPECT_TRUE(lets_in(file, stranger, owning_group, O_RDWR));
+    EXPECT_FALSE(lets_in(file, owner, owning_group, O_RDONLY)); // the owner's entry goes before that of the group
+    EXPECT_FALSE(lets_in(file, stranger, no_group, O_RDONLY));
+}
+
+TEST_F(SystemAcl, TakesTheOwnersByTheirSids) {
+    apply({{account(TBS_ACL_ID_GROUP, group_sid(owning_group)), may_read}}, 0620);
+    EXPECT_TRUE(lets_in(file, stranger, owning_group, O_RDWR));
+    EXPECT_FALSE(lets_in(file, stranger, team, O_RDONLY));
+    // The named entry of the owner stays when the file gets another owner.
+    apply({{account(TBS_ACL_ID_OWNER_USER, CREDUTL_SID_NOBODY), may_read}}, 0600);
+    ASSERT_EQ(chown(file.c_str(), stranger, no_group), 0);
+    EXPECT_TRUE(lets_in(file, owner, no_group, O_RDWR));
+}
+
+TEST_F(SystemAcl, LeavesOutThoseWithoutThePermission) {
+    apply({{account(TBS_ACL_ID_USER, user_sid(reader)), TBS_ACL_PERM_ACL_READ},
+           {account(TBS_ACL_ID_GROUP, group_sid(team)), TBS_ACL_PERM_ACL_READ},
+           {account(TBS_ACL_ID_EVERYONE, CREDUTL_SID_NOBODY), TBS_ACL_PERM_ACL_READ}},
+          0666);
+    for (const unsigned user : {owner, reader, stranger}) {
+        for (const unsigned group : {owning_group, team, no_group}) {
+            EXPECT_FALSE(lets_in(file, user, group, O_RDONLY)) << user << ' ' << group;
+        }
+    }
 }

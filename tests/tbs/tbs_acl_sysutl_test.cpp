@@ -184,6 +184,68 @@ TEST(ConvertToSysutlAcl, MergesTheOwningGroup) {
               "user::-wx group::r-x group:" + id(owners_group_id) + ":r-x mask::r-x other::---");
 }
 
+TEST(ConvertToSysutlAcl, TakesTheOwnerOnceHoweverOftenItIsNamedByKind) {
+    EXPECT_EQ(text({owner_user, owner_user}, 0100), text({owner_user}, 0100));
+}
+
+TEST(ConvertToSysutlAcl, RefusesAnyOtherIdentityThatStandsTwice) {
+    for (const entry &twice :
+         {user(other_id), user(owner_id), group(other_id), group(owners_group_id), owner_group, everyone}) {
+        const outcome result = convert({twice, twice}, 0777);
+        EXPECT_EQ(result.status, TBS_ST_EINVAL) << twice.id.kind;
+        EXPECT_EQ(result.acl, nullptr);
+    }
+}
+
+// Every choice of entries in two orders, under modes of each bit, against what the entries say together.
+TEST(ConvertToSysutlAcl, GivesReadByTheEntriesAndTheRestByTheMode) {
+    const std::vector<entry> all = {user(owner_id), owner_user,      user(other_id), group(owners_group_id),
+                                    owner_group,    group(other_id), everyone};
+    const auto shown = [](const std::string &name, int bits) {
+        return name + (bits & 4 ? 'r' : '-') + (bits & 2 ? 'w' : '-') + (bits & 1 ? 'x' : '-');
+    };
+    const unsigned choices = 1u << all.size();
+    for (unsigned choice = 1; choice < choices; choice++) {
+        std::vector<entry> entries;
+        for (size_t i = 0; i < all.size(); i++) {
+            if (choice >> i & 1) entries.push_back(all[i]);
+        }
+        const bool by_name = choice & 1, as_owner = choice & 2, another = choice & 4, group_by_name = choice & 8,
+                   as_group = choice & 16, another_group = choice & 32, by_all = choice & 64;
+        for (const uint32_t mode : {0u, 0100u, 0200u, 0010u, 0020u, 0001u, 0002u, 0333u}) {
+            const int of_owner = mode >> 6 & 3, of_group = mode >> 3 & 3, of_others = mode & 3;
+            const int group_bits = of_group | (group_by_name || as_group || by_all ? 4 : 0);
+            std::string expected = shown("user::", of_owner | (as_owner || by_all ? 4 : 0));
+            int mask = group_bits;
+            const auto named = [&](bool there, const std::string &name, unsigned number, int bits) {
+                if (!there) return;
+                expected += shown(' ' + name + ':' + std::to_string(number) + ':', 4 | bits);
+                mask |= 4 | bits;
+            };
+            named(by_name || as_owner, "user", owner_id, of_owner);
+            named(another, "user", other_id, of_group);
+            expected += shown(" group::", group_bits);
+            named(group_by_name || as_group, "group", owners_group_id, of_group);
+            named(another_group, "group", other_id, of_group);
+            expected += shown(" mask::", mask) + shown(" other::", of_others | (by_all ? 4 : 0));
+            ASSERT_EQ(text(entries, mode), expected) << std::oct << mode;
+            ASSERT_EQ(text({entries.rbegin(), entries.rend()}, mode | 0444), expected) << std::oct << mode;
+        }
+    }
+}
+
+TEST(ConvertToSysutlAcl, NeedsANumberForTheOwnerOnlyToNameIt) {
+    const accounts corp;
+    const tbs_acl_sid_pair_t unknown = {sid(stranger), sid(stranger)};
+    const auto status = [&](const std::vector<entry> &entries) {
+        const sid_ptr acl = acl_of(entries);
+        return tbs_sid_acl_convert_to_sysutl_acl(acl.get(), &unknown, 0777, required, nullptr);
+    };
+    EXPECT_EQ(status({everyone}), 0);
+    EXPECT_EQ(status({owner_user}), TBS_ST_EINVAL);
+    EXPECT_EQ(status({owner_group}), TBS_ST_EINVAL);
+}
+
 // ---- operations
 
 TEST(ConvertToSysutlAcl, DoesOneStepAfterTheOther) {
@@ -202,6 +264,17 @@ TEST(ConvertToSysutlAcl, DoesOneStepAfterTheOther) {
     operations seen;
     EXPECT_EQ(convert(acl, 0777).status, 0);
     EXPECT_EQ(seen.all, expected);
+}
+
+TEST(ConvertToSysutlAcl, ChecksAgainWhatItHasShown) {
+    const sid_ptr acl = acl_of({everyone});
+    const tracing on(3, "tbs_acl:3");
+    const recorder printed;
+    operations seen;
+    EXPECT_EQ(convert(acl, 0).status, 0);
+    ASSERT_GT(seen.all.size(), 5u);
+    EXPECT_EQ(lines(seen.all.end() - 5, seen.all.end()),
+              (lines{"modify_perms", "calc_mask", "valid", "to_text", "valid"}));
 }
 
 TEST(ConvertToSysutlAcl, AddsOthersAndLeavesReadersAloneWithoutEveryone) {
@@ -226,53 +299,135 @@ TEST(ConvertToSysutlAcl, TellsThatThePlatformHasNoAcls) {
     EXPECT_EQ(printed.take(), lines{});
 }
 
-// Every operation fails once. Those of an entry are tolerated; all others end the conversion.
-TEST(ConvertToSysutlAcl, EndsWithTheStatusOfAnOperationThatFails) {
-    const sid_ptr acl =
-        acl_of({user(other_id), user(owner_id), owner_user, owner_group, group(owners_group_id), everyone});
-    size_t count = 0, first_fixed = 0;
-    {
+TEST(ConvertToSysutlAcl, TakesOnlyTheFirstOperationForAMissingPlatform) {
+    const sid_ptr acl = acl_of({everyone});
+    for (const char *refused : {"calc_mask", "modify_perms", "valid"}) {
         operations seen;
-        EXPECT_EQ(convert(acl, 0777).status, 0);
-        count = seen.all.size();
-        // Five entries contribute: with a qualifier all but everyone.
-        first_fixed = 1 + 4 * 6 + 5;
-        ASSERT_EQ(seen.all[first_fixed], "create_entry");
+        seen.refuse = [refused](const std::string &operation, int) { return operation == refused ? KS_ENOSYS : 0; };
+        EXPECT_EQ(convert(acl, 0).status, tbs_errno2status(KS_ENOSYS)) << refused;
     }
+    operations seen;
+    seen.refuse = [](const std::string &operation, int) { return operation == "init" ? KS_ENOMEM : 0; };
+    EXPECT_EQ(convert(acl, 0).status, tbs_errno2status(KS_ENOMEM));
+    EXPECT_EQ(seen.all, lines{"init"});
+}
+
+// Every operation fails once. Those for entries of the SID ACL are tolerated, all others end the conversion; either
+// way an entry that was begun is deleted.
+TEST(ConvertToSysutlAcl, EndsWithTheStatusOfAnOperationThatFails) {
+    const struct {
+        std::vector<entry> entries;
+        size_t first_fixed; // operation behind those for the entries
+    } cases[] = {
+        {{user(other_id), user(owner_id), owner_user, owner_group, group(owners_group_id), everyone}, 1 + 4 * 6 + 5},
+        {{owner_user, owner_group}, 1 + 6}, // the owner and the owning group are named behind them
+        {{group(owners_group_id)}, 1 + 6},  // the owning group takes over from its name
+    };
+    const std::string status_text = tbs_strerror(tbs_errno2status(KS_EACCES));
     const tracing on(1, "tbs_acl:1");
-    for (size_t number = 0; number < count; number++) {
-        SCOPED_TRACE(number);
-        recorder printed;
-        operations seen;
-        seen.refuse = [number](const std::string &, int at) {
-            return static_cast<size_t>(at) == number ? KS_EACCES : 0;
-        };
-        const outcome result = convert(acl, 0777);
-        const bool tolerated = number > 0 && number < first_fixed;
-        EXPECT_EQ(result.status, tolerated ? 0 : tbs_errno2status(KS_EACCES));
-        EXPECT_EQ(result.acl != nullptr, tolerated);
-        const lines trace = {"8 tbs_sid_acl_convert_to_sysutl_acl: \"" +
-                             std::string(tbs_strerror(tbs_errno2status(KS_EACCES))) + "\"\n"};
-        EXPECT_EQ(printed.take(), tolerated ? lines{} : trace);
-        // What was begun is deleted.
-        const bool begun = number > 0 && seen.all[number] != "create_entry" && number < count - 3 &&
-                           seen.all.size() > number + 1 && seen.all[number + 1] == "delete_entry";
-        if (tolerated && seen.all[number] != "create_entry") {
-            EXPECT_TRUE(begun) << seen.all[number];
+    for (const auto &[entries, first_fixed] : cases) {
+        const sid_ptr acl = acl_of(entries);
+        lines steps;
+        {
+            operations seen;
+            EXPECT_EQ(convert(acl, 0777).status, 0);
+            steps = seen.all;
+        }
+        ASSERT_EQ(steps[first_fixed], "create_entry");
+        bool begun = false;
+        for (size_t number = 0; number < steps.size(); number++) {
+            SCOPED_TRACE(std::to_string(number) + ' ' + steps[number]);
+            recorder printed;
+            operations seen;
+            seen.refuse = [number](const std::string &, int at) {
+                return static_cast<size_t>(at) == number ? KS_EACCES : 0;
+            };
+            const outcome result = convert(acl, 0777);
+            lines expected(steps.begin(), steps.begin() + static_cast<ptrdiff_t>(number) + 1);
+            if (begun) expected.push_back("delete_entry");
+            if (number > 0 && number < first_fixed) {
+                EXPECT_EQ(result.status, 0);
+                EXPECT_NE(result.acl, nullptr);
+                EXPECT_EQ(printed.take(), lines{});
+                seen.all.resize(expected.size());
+                EXPECT_EQ(seen.all, expected);
+            } else {
+                EXPECT_EQ(result.status, tbs_errno2status(KS_EACCES));
+                EXPECT_EQ(result.acl, nullptr);
+                EXPECT_EQ(printed.take(), lines{"8 tbs_sid_acl_convert_to_sysutl_acl: \"" + status_text + "\"\n"});
+                EXPECT_EQ(seen.all, expected);
+            }
+            if (steps[number] == "create_entry") begun = true;
+            if (steps[number] == "add_perm") begun = false;
         }
     }
 }
 
-TEST(ConvertToSysutlAcl, TracesEntriesThatAreGivenUp) {
+TEST(ConvertToSysutlAcl, GivesNothingForAnEntryThatIsGivenUp) {
+    const sid_ptr acl = acl_of({user(other_id), owner_group, everyone});
+    const std::string expected[] = {
+        "user::rw- group::r-- group:" + id(owners_group_id) + ":r-- mask::r-- other::r-x",
+        "user::rw- user:" + id(other_id) + ":r-- group::r-- mask::r-- other::r-x",
+        "user::-w- user:" + id(other_id) + ":r-- group::r-- group:" + id(owners_group_id) +
+            ":r-- mask::r-- other::--x",
+    };
+    for (int given_up = 0; given_up < 3; given_up++) {
+        outcome result{};
+        {
+            operations seen;
+            int created = 0;
+            seen.refuse = [&](const std::string &operation, int) {
+                return operation == "set_tag_type" && created++ == given_up ? KS_EINVAL : 0;
+            };
+            result = convert(acl, 0201);
+        }
+        EXPECT_EQ(result.text(), expected[given_up]);
+    }
+}
+
+TEST(ConvertToSysutlAcl, EndsWhenABegunEntryCannotBeDeleted) {
     const sid_ptr acl = acl_of({user(other_id), everyone});
-    const tracing on(3, "tbs_acl:3");
-    for (const auto &[skipped, sid_shown] : {std::pair{0, "S-1-22-1-" + id(other_id)}, {1, std::string("no sid")}}) {
+    operations seen;
+    seen.refuse = [](const std::string &operation, int at) {
+        return at == 3 || operation == "delete_entry" ? KS_EACCES : 0;
+    };
+    const outcome result = convert(acl, 0777);
+    ASSERT_EQ(seen.all[3], "set_qualifier");
+    EXPECT_EQ(result.status, TBS_ST_EINVAL);
+    EXPECT_EQ(result.acl, nullptr);
+}
+
+TEST(ConvertToSysutlAcl, TracesAFailureOnlyWhenWanted) {
+    const sid_ptr acl = acl_of({everyone});
+    recorder printed;
+    operations seen;
+    seen.refuse = [](const std::string &operation, int) { return operation == "calc_mask" ? KS_EACCES : 0; };
+    for (const auto &[verbosity, modules] : {std::pair{0, "tbs_acl:1"}, {1, "tbs_acl:0"}, {1, "tbs_lib:1"}}) {
+        const tracing off(verbosity, modules);
+        EXPECT_EQ(convert(acl, 0).status, tbs_errno2status(KS_EACCES));
+    }
+    EXPECT_EQ(printed.take(), lines{});
+}
+
+TEST(ConvertToSysutlAcl, TracesEntriesThatAreGivenUp) {
+    const sid_ptr acl = acl_of({user(other_id), everyone, owner_group});
+    for (const auto &[skipped, sid_shown] : {std::pair{0, "S-1-22-1-" + id(other_id)},
+                                             {1, std::string("no sid")},
+                                             {2, "S-1-22-2-" + id(owners_group_id)}}) {
+        SCOPED_TRACE(sid_shown);
         recorder printed;
         operations seen;
         int created = 0;
         seen.refuse = [&, wanted = skipped](const std::string &operation, int) {
             return operation == "create_entry" && created++ == wanted ? KS_ENOMEM : 0;
         };
+        {
+            const tracing off(2, "tbs_acl:3");
+            EXPECT_EQ(convert(acl, 0777).status, 0);
+        }
+        EXPECT_EQ(printed.take(), lines{});
+        created = 0;
+        const tracing on(3, "tbs_acl:3");
         EXPECT_EQ(convert(acl, 0777).status, 0);
         const lines all = printed.take();
         ASSERT_EQ(all.size(), 3u);
