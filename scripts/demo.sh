@@ -95,6 +95,18 @@ else
     fold -s -w 100 "$ORSIK_HOSTDATA_DIR/log/access_log"
 fi
 
+title "Who holds the roles that the policy names"
+run 0 rolemap check "$policy/roles.map"
+run 0 rolemap show "$policy/roles.map"
+
+title "Who has which permission when the roles are filled"
+run 0 acl matrix "$policy/vob.acl" "$policy/roles.map" "${vob[@]}" --out "$ORSIK_HOSTDATA_DIR/matrix"
+head -n 30 "$ORSIK_HOSTDATA_DIR/matrix"
+
+title "What the policy would put on a file, as POSIX ACL"
+run 0 acl apply README.md --policy "$policy/vob.acl" --rolemap "$policy/roles.map" "${vob[@]}" \
+    --required ReadData --owner 'BRACKWATER\carmen' --dry-run
+
 title "The same policy as the bytes that servers store"
 run 0 acl encode "$policy/vob.acl" "${vob[@]}" --out "$ORSIK_HOSTDATA_DIR/vob.bytes"
 run 0 acl decode --hex "$ORSIK_HOSTDATA_DIR/vob.bytes" "${vob[@]}" >"$ORSIK_HOSTDATA_DIR/members"
