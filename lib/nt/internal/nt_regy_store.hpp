@@ -5,8 +5,8 @@
 #ifndef NT_INTERNAL_NT_REGY_STORE_HPP
 #define NT_INTERNAL_NT_REGY_STORE_HPP
 
-#include "internal/nt_regy_name.hpp"
-#include "internal/nt_regy_text.hpp"
+#include "nt_regy_name.hpp"
+#include "nt_regy_text.hpp"
 
 #include <functional>
 #include <string>

@@ -2,7 +2,7 @@
 #ifndef NT_INTERNAL_NT_REGY_TEXT_HPP
 #define NT_INTERNAL_NT_REGY_TEXT_HPP
 
-#include "internal/nt_regy_name.hpp"
+#include "nt_regy_name.hpp"
 
 #include <cstdint>
 #include <string>
