@@ -8,6 +8,7 @@
 #include "ks/ks_imsg.h"
 
 #include <algorithm>
+#include <atomic>
 #include <charconv>
 #include <chrono>
 #include <cstring>
@@ -245,6 +246,15 @@ public:
         return {db_.get(), one};
     }
 
+    // To be called before all else. It reads the file, so others may be in the way: then it is called again.
+    void settle() {
+        if (settled_) return;
+        // EXTRA: the end of the journal, which is the commit, is on the disk too.
+        execute("PRAGMA synchronous = EXTRA; PRAGMA cell_size_check = ON; PRAGMA temp_store = MEMORY; "
+                "PRAGMA mmap_size = 0");
+        settled_ = true;
+    }
+
     // Tells whether this is a registry, or nothing yet. Throws KS_EIO for anything else. Within a transaction, but
     // for a registry that was seen before.
     bool is_registry() {
@@ -333,9 +343,6 @@ private:
             sqlite3_db_config(db_.get(), option, 0, nullptr);
         }
         sqlite3_db_config(db_.get(), SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
-        // EXTRA: the end of the journal, which is the commit, is on the disk too.
-        execute("PRAGMA synchronous = EXTRA; PRAGMA cell_size_check = ON; PRAGMA temp_store = MEMORY; "
-                "PRAGMA mmap_size = 0");
     }
 
     // SQLite takes a few bytes of anything for an empty data base, and would overwrite them.
@@ -360,7 +367,7 @@ private:
     std::unique_ptr<sqlite3, closer> db_;
     sqlite3_stmt *prepared_[sql_count] = {};
     clock::time_point deadline_{};
-    bool known_ = false, checked_ = false;
+    bool settled_ = false, known_ = false, checked_ = false;
 };
 
 // ---- the process's connection
@@ -371,6 +378,8 @@ constinit std::mutex mutex; // guards what follows
 constinit connection *current = nullptr;
 constinit bool forks_are_watched = false;
 constinit char warned_of[KS_PATH_SIZE] = "";
+
+constinit std::atomic<clock::rep> last_commit{clock::duration::min().count() / 2};
 
 void disconnect() noexcept { delete std::exchange(current, nullptr); }
 
@@ -433,6 +442,7 @@ connection *connect(place &where) {
         where.fresh = true;
     }
     if (facts.writable_by_others || current->is_exposed()) where.warn();
+    current->settle();
     return current;
 }
 
@@ -453,23 +463,29 @@ private:
     connection &db_;
 };
 
-// Waits for other processes, a little longer each time.
+// Waits for other processes. A process that writes again and again leaves the file free for about a millisecond each
+// time: the wait is shorter, and of no fixed length, so that it does not keep missing that.
 class pause {
 public:
     // Tells whether to try again.
     bool wait() {
-        if (clock::now() >= end_) return false;
-        std::this_thread::sleep_for(length_);
-        length_ = std::min(2 * length_, longest);
+        const auto now = clock::now();
+        if (now >= end_) return false;
+        std::this_thread::sleep_for(std::chrono::microseconds(200 + now.time_since_epoch().count() / 16 % 600));
         return true;
     }
 
 private:
-    static constexpr std::chrono::microseconds longest = std::chrono::milliseconds(8);
-
     clock::time_point end_ = clock::now() + patience;
-    std::chrono::microseconds length_{500};
 };
+
+// Lets others in before a process writes once more: without that the one that has just written always wins.
+void make_way() {
+    constexpr auto free_time = std::chrono::milliseconds(2);
+    const clock::time_point written{clock::duration(last_commit.load(std::memory_order_relaxed))};
+    const auto now = clock::now();
+    if (now - written < free_time) std::this_thread::sleep_for(written + free_time - now);
+}
 
 // Runs a body under the mutex until no other process is in its way.
 template <class F> int attempt(F &&body) {
@@ -635,6 +651,7 @@ int read(const transaction_body &body) {
 }
 
 int write(when_absent absent, const transaction_body &body) {
+    make_way();
     return attempt([&](place &where) -> int {
         connection *db = connect(where);
         if (!db && absent == when_absent::fail) return KS_ENOENT;
@@ -653,8 +670,10 @@ int write(when_absent absent, const transaction_body &body) {
         db->refuse_damage();
         transaction one(*db);
         const int error = body(one);
-        if (error == 0) db->commit();
-        return error;
+        if (error != 0) return error;
+        db->commit();
+        last_commit.store(clock::now().time_since_epoch().count(), std::memory_order_relaxed);
+        return 0;
     });
 }
 
