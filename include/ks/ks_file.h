@@ -110,6 +110,26 @@ KS_API int fileutl_stat(const char *path, int follow, fileutl_status_t *status_o
 
 /* ---- directories --------------------------------------------------------------------------------------------- */
 
+/**
+ * Finds the files that match a pattern in one directory of a search path. Directories that are not there, or may not
+ * be read, are passed over.
+ *
+ * @param      path_list   product paths of directories, separated by ";"; empty ones do not count.
+ * @param      pattern     pattern of the leaf (see ks_wild.h); "." and ".." never match.
+ * @param      index       position in the list at which the search begins, from 0.
+ * @param[out] index_out   position of the directory that was searched; untouched unless the result is 0.
+ * @param[out] names_out   product paths of the files, sorted by their bytes, released with strutl_free_str_list(); may
+ *                         be none. Untouched unless the result is 0.
+ * @param[out] count_out   their number; untouched unless the result is 0.
+ * @retval 0                 searched
+ * @retval KS_ENOENT         there is no directory at @p index or behind it (the number is 2)
+ * @retval KS_EINVAL         a pointer is NULL, or the pattern is none
+ * @retval KS_ENAMETOOLONG   a path does not fit
+ * @retval KS_ENOMEM         no memory
+ */
+KS_API int fileutl_resolve_pattern_index(const char *path_list, const char *pattern, uint32_t index,
+                                         uint32_t *index_out, char ***names_out, uint32_t *count_out) KS_NOEXCEPT;
+
 /** A directory that is being listed; one thread at a time. */
 typedef struct fileutl_dir fileutl_dir_t;
 

@@ -140,6 +140,14 @@ KS_API size_t strutl_visible(char *buffer, size_t size, const char *text) KS_NOE
 KS_API int strutl_is_ok_name(const char *name, const char *not_first, const char *allowed) KS_NOEXCEPT;
 
 /**
+ * Tells whether a character is printable, by Unicode and whatever the locale.
+ *
+ * @param character  code point; what is none is not printable.
+ * @return  1 or 0.
+ */
+KS_API int strutl_is_printable(uint32_t character) KS_NOEXCEPT;
+
+/**
  * Formats into a buffer like C99 snprintf, independent of the locale (see ks_imsg.h for the conversions).
  *
  * @param buffer  the caller's buffer; may be NULL when @p size is 0.

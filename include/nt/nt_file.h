@@ -54,6 +54,22 @@ NT_API int unix_nt_access(const char *path, int mode) KS_NOEXCEPT;
  */
 NT_API FILE *unix_nt_fopen_settings(const char *path, int *others_may_write_out) KS_NOEXCEPT;
 
+/** What unix_nt_read_content() is given when the caller has no descriptor of the file. */
+#define UNIX_NT_NOT_OPEN (-2)
+
+/**
+ * Reads the beginning of a regular file. Nothing is waited for, and a descriptor of the caller's stays where it is.
+ *
+ * @param      path      product path; not used with a descriptor.
+ * @param      fd        descriptor of the file, open for reading; #UNIX_NT_NOT_OPEN to open it by @p path meanwhile.
+ * @param      buffer    receives the bytes.
+ * @param      size      most bytes.
+ * @param[out] size_out  bytes read, fewer than @p size at the end of the file; untouched on failure.
+ * @return  0; KS_EINVAL for what is no regular file or a NULL; KS_ENOENT, KS_EACCES, KS_EBADF, or what else the host
+ *          says, translated. Prints nothing. Any thread.
+ */
+NT_API int unix_nt_read_content(const char *path, int fd, void *buffer, size_t size, size_t *size_out) KS_NOEXCEPT;
+
 KS_END_C
 
 #endif

@@ -1,13 +1,20 @@
 #include "ks/ks_file.h"
 
+#include "internal/ks_call.hpp"
 #include "internal/ks_fail.hpp"
 #include "internal/ks_file_os.hpp"
 #include "internal/ks_os.hpp"
 #include "ks/ks_stg.h"
 #include "ks/ks_str.h"
+#include "ks/ks_wild.h"
 
+#include <algorithm>
 #include <cstring>
+#include <memory>
+#include <optional>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace {
 
@@ -100,4 +107,82 @@ extern "C" int fileutl_readdir_r(fileutl_dir_t *dir, char *buffer, size_t size) 
 extern "C" int fileutl_closedir(fileutl_dir_t *dir) noexcept {
     const int error = dir ? ks::os::close_directory(dir) : KS_EINVAL;
     return error == 0 ? 0 : ks::fail(error);
+}
+
+// ---- files by pattern
+
+namespace {
+
+struct close_listing {
+    void operator()(fileutl_dir_t *dir) const { fileutl_closedir(dir); }
+};
+
+class matcher {
+public:
+    explicit matcher(const char *pattern)
+        : pattern_(pattern), length_(wild_compile_pattern(pattern, compiled_, sizeof compiled_)) {}
+    [[nodiscard]] bool ok() const { return length_ != WILD_BAD; }
+    [[nodiscard]] bool takes(const char *name) const {
+        if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0) return false;
+        return length_ == WILD_PLAIN ? std::strcmp(name, pattern_) == 0 : wild_match(compiled_, name, 0) != 0;
+    }
+
+private:
+    const char *pattern_;
+    char compiled_[513];
+    int length_;
+};
+
+// Paths of the matches in a directory, sorted; nothing when it cannot be listed.
+std::optional<std::vector<std::string>> matches_in(const std::string &directory, const matcher &leaf) {
+    const std::unique_ptr<fileutl_dir_t, close_listing> listing(fileutl_opendir(directory.c_str()));
+    if (!listing) {
+        if (ks_errno == KS_ENOMEM) throw std::bad_alloc();
+        return std::nullopt;
+    }
+    std::vector<std::string> paths;
+    const std::string before = is_separator(directory.back()) ? directory : directory + '\\';
+    char name[256];
+    while (fileutl_readdir_r(listing.get(), name, sizeof name) > 0) {
+        if (leaf.takes(name)) paths.push_back(before + name);
+    }
+    std::sort(paths.begin(), paths.end());
+    return paths;
+}
+
+// A list that strutl_free_str_list() releases.
+char **list_of(const std::vector<std::string> &paths) {
+    auto **names = static_cast<char **>(stg_calloc(std::max<size_t>(paths.size(), 1), sizeof(char *)));
+    if (!names) throw std::bad_alloc();
+    for (size_t i = 0; i < paths.size(); i++) {
+        if ((names[i] = stg_strdup(paths[i].c_str()))) continue;
+        strutl_free_str_list(&names, static_cast<uint32_t>(i));
+        throw std::bad_alloc();
+    }
+    return names;
+}
+
+} // namespace
+
+extern "C" int fileutl_resolve_pattern_index(const char *path_list, const char *pattern, uint32_t index,
+                                             uint32_t *index_out, char ***names_out, uint32_t *count_out) noexcept {
+    return ks::call([&]() -> int {
+        if (!path_list || !pattern || !index_out || !names_out || !count_out) return KS_EINVAL;
+        const matcher leaf(pattern);
+        if (!leaf.ok()) return KS_EINVAL;
+        std::string_view rest = path_list;
+        for (uint32_t position = 0;; position++) {
+            const std::string directory(rest.substr(0, rest.find(';')));
+            if (directory.size() >= KS_PATH_SIZE) return KS_ENAMETOOLONG;
+            const auto found = position >= index && !directory.empty() ? matches_in(directory, leaf) : std::nullopt;
+            if (found) {
+                *names_out = list_of(*found);
+                *count_out = static_cast<uint32_t>(found->size());
+                *index_out = position;
+                return 0;
+            }
+            if (directory.size() == rest.size()) return KS_ENOENT;
+            rest.remove_prefix(directory.size() + 1);
+        }
+    });
 }

@@ -199,3 +199,7 @@ extern "C" uint64_t strutl_fold_hash(const char *text, uint64_t seed) noexcept {
     }
     return hash.finish();
 }
+
+extern "C" int strutl_is_printable(uint32_t character) noexcept {
+    return character <= 0x10FFFF && u_isprint(static_cast<UChar32>(character)) != 0;
+}

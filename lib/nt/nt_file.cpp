@@ -75,3 +75,14 @@ extern "C" FILE *unix_nt_fopen_settings(const char *path, int *others_may_write_
     if (others_may_write_out) *others_may_write_out = others_may_write;
     return stream;
 }
+
+extern "C" int unix_nt_read_content(const char *path, int fd, void *buffer, size_t size, size_t *size_out) noexcept {
+    char host_path[KS_PATH_SIZE] = "";
+    int error = buffer && size_out && (fd >= 0 || fd == UNIX_NT_NOT_OPEN) ? 0 : KS_EINVAL;
+    if (error == 0 && fd < 0) error = fileutl_host_path(path, host_path, sizeof host_path);
+    size_t got = 0;
+    if (error == 0) error = nt::os::read_content(host_path, fd, buffer, size, got);
+    if (error != 0) return ks_errno = error;
+    *size_out = got;
+    return 0;
+}

@@ -1,6 +1,7 @@
 #include "ks/ks_file.h"
 
 #include "ks/ks_errno.h"
+#include "ks/ks_str.h"
 #include "support/faults.hpp"
 #include "support/temp_dir.hpp"
 
@@ -13,6 +14,7 @@
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -225,6 +227,69 @@ TEST(FileutlReaddir, RefusesNamesThatDoNotFit) {
     EXPECT_EQ(ks_errno, KS_EINVAL);
     fileutl_closedir(listing);
     EXPECT_EQ(fileutl_closedir(nullptr), KS_EINVAL);
+}
+
+// ---- files by pattern
+
+struct found_files {
+    int error;
+    uint32_t index = 99;
+    std::vector<std::string> names;
+};
+found_files resolve(const std::string &list, const char *pattern, uint32_t index) {
+    found_files found{0, 99, {}};
+    char **names = nullptr;
+    uint32_t count = 0;
+    found.error = fileutl_resolve_pattern_index(list.c_str(), pattern, index, &found.index, &names, &count);
+    if (found.error == 0) {
+        found.names.assign(names, names + count);
+        strutl_free_str_list(&names, count);
+    }
+    return found;
+}
+
+TEST(FileutlResolvePatternIndex, GivesTheMatchesOfOneDirectoryAfterTheOther) {
+    const temp_dir dir;
+    for (const char *file : {"a/z.magic", "a/b.MAGIC", "a/x.magi", "b/none", "c/q.magic"}) dir.write(file, "");
+    const std::string a = dir / "a", b = dir / "b", c = dir / "c";
+    const std::string list = (dir / "none") + ";;" + a + ";" + b + ";" + c + "\\";
+    const char *pattern = "*.[Mm][Aa][Gg][Ii][Cc]";
+    found_files found = resolve(list, pattern, 0);
+    EXPECT_EQ(found.error, 0);
+    EXPECT_EQ(found.index, 2u);
+    EXPECT_EQ(found.names, (std::vector<std::string>{a + "\\b.MAGIC", a + "\\z.magic"}));
+    found = resolve(list, pattern, 3);
+    EXPECT_EQ(found.index, 3u);
+    EXPECT_TRUE(found.names.empty());
+    found = resolve(list, pattern, 4);
+    EXPECT_EQ(found.names, (std::vector<std::string>{c + "\\q.magic"}));
+    found = resolve(list, pattern, 5);
+    EXPECT_EQ(found.error, 2);
+    EXPECT_EQ(found.index, 99u);
+    EXPECT_EQ(resolve("", pattern, 0).error, 2);
+    EXPECT_EQ(resolve(a, "z.magic", 0).names, (std::vector<std::string>{a + "\\z.magic"}));
+}
+
+TEST(FileutlResolvePatternIndex, SaysWhyItFails) {
+    const temp_dir dir;
+    dir.write("x", "");
+    uint32_t index = 0, count = 0;
+    char **names = nullptr;
+    EXPECT_EQ(resolve(dir.str(), "[", 0).error, KS_EINVAL);
+    EXPECT_EQ(resolve(std::string(2000, 'x'), "*", 0).error, KS_ENAMETOOLONG);
+    EXPECT_EQ(fileutl_resolve_pattern_index(nullptr, "*", 0, &index, &names, &count), KS_EINVAL);
+    EXPECT_EQ(fileutl_resolve_pattern_index("x", nullptr, 0, &index, &names, &count), KS_EINVAL);
+    EXPECT_EQ(fileutl_resolve_pattern_index("x", "*", 0, nullptr, &names, &count), KS_EINVAL);
+    EXPECT_EQ(fileutl_resolve_pattern_index("x", "*", 0, &index, nullptr, &count), KS_EINVAL);
+    EXPECT_EQ(fileutl_resolve_pattern_index("x", "*", 0, &index, &names, nullptr), KS_EINVAL);
+    const std::string path = dir.str();
+    const int points = faults::each_allocation([&](int, bool) {
+        const int error = fileutl_resolve_pattern_index(path.c_str(), "*", 0, &index, &names, &count);
+        const faults::suspend unrefused;
+        EXPECT_TRUE(error == 0 || error == KS_ENOMEM) << error;
+        if (error == 0) strutl_free_str_list(&names, count);
+    });
+    EXPECT_GT(points, 3);
 }
 
 } // namespace

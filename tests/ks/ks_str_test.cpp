@@ -404,4 +404,11 @@ TEST(StrutlCvtCaseString, SaysWhatDoesNotFit) {
     EXPECT_EQ(strutl_cvt_case_string("a", STRUTL_CASE_FOLD, buffer, 0), KS_EINVAL);
 }
 
+TEST(StrutlIsPrintable, GoesByUnicode) {
+    for (const uint32_t character : {0x20u, 0x41u, 0xE9u, 0x4E2Du, 0x1F600u})
+        EXPECT_EQ(strutl_is_printable(character), 1);
+    for (const uint32_t character : {0x00u, 0x0Au, 0x7Fu, 0x85u, 0xD800u, 0x10FFFFu, 0x110000u, 0xFFFFFFFFu})
+        EXPECT_EQ(strutl_is_printable(character), 0) << character;
+}
+
 } // namespace

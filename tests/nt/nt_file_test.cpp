@@ -275,4 +275,48 @@ TEST(UnixNtFopenSettings, RefusesWhatIsNoFileAndWaitsForNobody) {
     EXPECT_EQ(others, -1);
 }
 
+// ---- content
+
+TEST(UnixNtReadContent, ReadsTheBeginningByPathOrDescriptor) {
+    const temp_dir dir;
+    const std::string file = dir.write("file", "0123456789");
+    char buffer[16] = "";
+    size_t size = 99;
+    EXPECT_EQ(unix_nt_read_content(with_backslashes(file).c_str(), UNIX_NT_NOT_OPEN, buffer, 4, &size), 0);
+    EXPECT_EQ(std::string(buffer, size), "0123");
+    const int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_GE(fd, 0);
+    ASSERT_EQ(lseek(fd, 7, SEEK_SET), 7);
+    EXPECT_EQ(unix_nt_read_content(nullptr, fd, buffer, sizeof buffer, &size), 0);
+    EXPECT_EQ(std::string(buffer, size), "0123456789");
+    EXPECT_EQ(lseek(fd, 0, SEEK_CUR), 7);
+    close(fd);
+    EXPECT_EQ(unix_nt_read_content(dir.write("empty", "").c_str(), UNIX_NT_NOT_OPEN, buffer, 4, &size), 0);
+    EXPECT_EQ(size, 0u);
+}
+
+TEST(UnixNtReadContent, RefusesWhatIsNoFileAndWaitsForNobody) {
+    const temp_dir dir;
+    const std::string fifo = dir / "fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    char buffer[4];
+    size_t size = 99;
+    const auto failure = [&](const char *path, int fd) {
+        ks_errno = 0;
+        const int error = unix_nt_read_content(path, fd, buffer, sizeof buffer, &size);
+        EXPECT_EQ(error, ks_errno);
+        return error;
+    };
+    EXPECT_EQ(failure(fifo.c_str(), UNIX_NT_NOT_OPEN), KS_EINVAL);
+    EXPECT_EQ(failure(dir.str().c_str(), UNIX_NT_NOT_OPEN), KS_EINVAL);
+    EXPECT_EQ(failure("/dev/null", UNIX_NT_NOT_OPEN), KS_EINVAL);
+    EXPECT_EQ(failure((dir / "none").c_str(), UNIX_NT_NOT_OPEN), KS_ENOENT);
+    EXPECT_EQ(failure(nullptr, UNIX_NT_NOT_OPEN), KS_EINVAL);
+    EXPECT_EQ(failure("x", -1), KS_EINVAL);
+    EXPECT_EQ(failure("x", 1'000'000), KS_EBADF);
+    EXPECT_EQ(unix_nt_read_content("/etc/passwd", UNIX_NT_NOT_OPEN, nullptr, 4, &size), KS_EINVAL);
+    EXPECT_EQ(unix_nt_read_content("/etc/passwd", UNIX_NT_NOT_OPEN, buffer, 4, nullptr), KS_EINVAL);
+    EXPECT_EQ(size, 99u);
+}
+
 } // namespace

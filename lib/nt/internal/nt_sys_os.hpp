@@ -6,6 +6,7 @@
 
 #include "nt/nt_sys.h"
 
+#include <cstddef>
 #include <cstdio>
 
 namespace nt::os {
@@ -20,6 +21,9 @@ void system_info(nt_system_info_t &info) noexcept;
 // Opens a regular file for reading, close-on-exec, without waiting for anybody, and tells whether others than its
 // owner and group may write to it. Gives null, and the error, for anything else.
 FILE *open_settings(const char *path, bool &others_may_write, int &error) noexcept;
+
+// Reads from the beginning of a regular file, by path or, with fd >= 0, by descriptor, whose position does not change.
+[[nodiscard]] int read_content(const char *path, int fd, void *buffer, size_t size, size_t &got) noexcept;
 
 } // namespace nt::os
 

@@ -87,4 +87,39 @@ FILE *open_settings(const char *path, bool &others_may_write, int &error) noexce
     return stream;
 }
 
+namespace {
+
+// Reads until the buffer is full or the file ends.
+int read_at_start(int fd, char *buffer, size_t size, size_t &got) {
+    got = 0;
+    while (got < size) {
+        const ssize_t more = pread(fd, buffer + got, size - got, static_cast<off_t>(got));
+        if (more == 0) break;
+        if (more > 0) {
+            got += static_cast<size_t>(more);
+        } else if (errno != EINTR) {
+            return ks_errno_from_host(errno);
+        }
+    }
+    return 0;
+}
+
+} // namespace
+
+int read_content(const char *path, int fd, void *buffer, size_t size, size_t &got) noexcept {
+    const int opened = fd >= 0 ? -1 : open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+    const int used = fd >= 0 ? fd : opened;
+    struct stat status;
+    int error = 0;
+    if (used < 0 || fstat(used, &status) != 0) {
+        error = ks_errno_from_host(errno);
+    } else if (!S_ISREG(status.st_mode)) {
+        error = KS_EINVAL;
+    } else {
+        error = read_at_start(used, static_cast<char *>(buffer), size, got);
+    }
+    if (opened >= 0) close(opened);
+    return error;
+}
+
 } // namespace nt::os
