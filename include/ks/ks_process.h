@@ -19,8 +19,7 @@ KS_BEGIN_C
  * @param[out] exit_status_out  its exit status; 128 and the signal's number when a signal ended it. Untouched on
  *                              failure.
  * @return  0 when it ran; else why it could not be started, also in ks_errno: KS_ENOENT, KS_EACCES, KS_ENOEXEC,
- *          KS_ENAMETOOLONG, KS_ENOMEM, KS_EAGAIN, KS_EINVAL for a NULL or an empty vector, or what else the host says. KS_ECHILD: it ran, but the
- *          caller ignores SIGCHLD and so cannot learn how it ended.
+ *          KS_ENAMETOOLONG, KS_ENOMEM, KS_EAGAIN, KS_EINVAL for a NULL or an empty vector, or what else the host says.
  */
 KS_API int sysutl_invokev_redirect(const char *program, char *const *arguments, int *exit_status_out) KS_NOEXCEPT;
 

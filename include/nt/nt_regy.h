@@ -179,7 +179,8 @@ NT_API int ntregy_param_name(uint32_t number, char *buffer, size_t size) KS_NOEX
  * @param      number  the parameter.
  * @param[out] data    receives the value; untouched unless the result is 0.
  * @param      size    size of @p data in bytes. A text may be shorter; anything else has just this size.
- * @return  as ntregy_get_value(); KS_EINVAL also when the value has another size.
+ * @return  as ntregy_get_value(); KS_EINVAL also when the value has another size, or is a text where
+ *          the parameter is a number.
  */
 NT_API int ntregy_get_param(uint32_t number, void *data, size_t size) KS_NOEXCEPT;
 

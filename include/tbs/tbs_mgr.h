@@ -10,10 +10,11 @@
  *
  * A location is "HKLM\KEY\VALUE" or "HKEY_LOCAL_MACHINE\KEY\VALUE" (the registry value holds the path), an absolute
  * path, or a path in the managers directory. In the map lines that begin with "#" and lines with fewer than three
- * fields are skipped. A map that everybody may write to is used, and a warning names it once in each process. When the
- * registry cannot be read, a warning says so (severity 4) and the other two decide.
+ * fields are skipped, and a location ends after 1023 characters. A map that everybody may write to is used, and a
+ * warning names it once in each process. When the registry or the map is there and cannot be read, nothing is run in
+ * its place: a message says so (severity 6) and the status is that of the error.
  *
- * Names are compared exactly. A name that is no name of a file (it is empty, "." or "..", or has a separator) finds no
+ * Names are compared exactly, in the registry without regard to case. A name that is no name of a file (it is empty, "." or "..", or has a separator) finds no
  * program in the managers directory. Paths have at most 1023 bytes. Programs get an argument vector; no shell is
  * involved. Every function may be called from any thread.
  */
@@ -61,7 +62,9 @@ TBS_API tbs_status_t tbs_mgr_free_mgr_list(uint32_t *count, char ***names) TBS_N
  * @param[out] supported_out  1 or 0; 0 on failure.
  * @retval 0                     told
  * @retval TBS_ST_ENAMETOOLONG   a key or path is too long; logged as an internal error
+ * @retval TBS_ST_ENOMEM         no memory
  * @retval TBS_ST_EINVAL         an argument is NULL
+ * @return  else the status of the error for which the registry or the map cannot be read.
  */
 TBS_API tbs_status_t tbs_mgr_is_supported_op(const char *manager, const char *operation,
                                              tbs_boolean_t *supported_out) TBS_NOEXCEPT;
@@ -85,6 +88,7 @@ TBS_API tbs_status_t tbs_mgr_supports_large_versions(const char *manager, tbs_bo
  * @retval TBS_ST_ENAMETOOLONG   a key or path is too long; logged as an internal error
  * @retval TBS_ST_ENOMEM         no memory
  * @retval TBS_ST_EINVAL         an argument is NULL
+ * @return  else the status of the error for which the registry or the map cannot be read.
  */
 TBS_API tbs_status_t tbs_mgr_invoke_op(const char *manager, const char *operation, char **arguments,
                                        int *exit_status_out) TBS_NOEXCEPT;

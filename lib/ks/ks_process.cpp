@@ -83,6 +83,7 @@ int start(const command &parsed, const std::string &program) {
     std::vector<std::string> words = split(parsed.arguments);
     words.insert(words.begin(), program);
     std::vector<char *> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string &word : words) arguments.push_back(word.data());
     arguments.push_back(nullptr);
     const std::optional<std::string> directory =

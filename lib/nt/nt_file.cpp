@@ -66,7 +66,7 @@ extern "C" int unix_nt_access(const char *path, int mode) noexcept {
 }
 
 extern "C" FILE *unix_nt_fopen_settings(const char *path, int *others_may_write_out) noexcept {
-    char host_path[KS_PATH_SIZE];
+    char host_path[2 * KS_PATH_SIZE]; // users name such files themselves
     if (fileutl_host_path(path, host_path, sizeof host_path) != 0) return nullptr;
     int error = 0;
     bool others_may_write = false;

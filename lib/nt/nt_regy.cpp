@@ -23,12 +23,13 @@ constexpr size_t max_file_size = size_t{64} << 20;
 struct named_parameter {
     uint32_t number;
     const char *name;
+    bool is_number; // a text in its place is not given out: it would be taken for one
 };
 constexpr named_parameter named_parameters[] = {
-    {26, "ViewInterop"},
-    {42, "SmtpServer"},
-    {52, "NamingSymbol"},
-    {66, "MailDomain"},
+    {26, "ViewInterop", true},
+    {42, "SmtpServer", false},
+    {52, "NamingSymbol", false},
+    {66, "MailDomain", false},
 };
 
 // ---- names
@@ -74,11 +75,17 @@ template <class F> int read_with(const address &from, F &&use) {
     return read_value(from.key, from.name, reader, &use);
 }
 
+bool parameter_is_number(uint32_t number) {
+    return std::any_of(std::begin(named_parameters), std::end(named_parameters),
+                       [number](const named_parameter &one) { return one.number == number && one.is_number; });
+}
+
 int read_parameter(uint32_t number, void *data, size_t size) {
     address from;
     if (!data) return KS_EINVAL;
     if (const int error = from.set_parameter(number)) return error;
     return read_with(from, [&](ntregy_type_t type, std::string_view value) -> int {
+        if (is_text(type) && parameter_is_number(number)) return KS_EINVAL;
         if (is_text(type) && value.size() > size) return KS_ERANGE;
         if (!is_text(type) && value.size() != size) return KS_EINVAL;
         std::memcpy(data, value.data(), value.size());

@@ -85,10 +85,10 @@ bool fits_type(ntregy_type_t type, std::string_view data) noexcept {
 }
 
 std::string_view in_other_order(ntregy_type_t type, std::string_view data, number_buffer &buffer) noexcept {
-    const size_t size = number_size(type);
-    if (std::endian::native == std::endian::little || size == 0 || data.size() != size) return data;
+    if constexpr (std::endian::native == std::endian::little) return data;
+    if (number_size(type) == 0 || data.size() != number_size(type)) return data;
     std::reverse_copy(data.begin(), data.end(), buffer.bytes);
-    return {buffer.bytes, size};
+    return {buffer.bytes, data.size()};
 }
 
 } // namespace nt::regy

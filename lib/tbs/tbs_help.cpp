@@ -39,6 +39,7 @@ extern "C" tbs_status_t tbs_show_graphical_help_util(const char *topic, int mode
 extern "C" tbs_status_t tbs_graphical_help_not_available(void) noexcept {
     char path[TBS_PATH_SIZE], expanded[TBS_PATH_SIZE], command[TBS_PATH_SIZE + 256];
     tbs_product_tool_dir(path, "tessiprompt");
+    if (std::strlen(path) == sizeof path - 1) return TBS_ST_ERROR; // cut, it might name another program
     if (fileutl_expand_mapped_pn(path, expanded, sizeof expanded) != 0) return TBS_ST_ERROR;
     const bool fits = join(command, "\"\"", expanded,
                            "\" proceed -type warning -default proceed -mask proceed "

@@ -27,6 +27,10 @@ constexpr char managers_key[] = "TypeManagers";
 
 using path_buffer = char[TBS_PATH_SIZE];
 
+struct unreadable_source {
+    tbs_status_t status;
+};
+
 tbs_status_t too_long(int line) {
     tbs_log_int_error(module_name, &common_table, 45, source_name, line, nullptr);
     return TBS_ST_ENAMETOOLONG;
@@ -36,6 +40,12 @@ tbs_status_t too_long(int line) {
 template <class... Text> tbs_status_t join(path_buffer &buffer, int line, Text... texts) {
     const char *const all[] = {texts...};
     return strutl_concat(buffer, sizeof buffer, all, sizeof...(texts)) < sizeof buffer ? 0 : too_long(line);
+}
+
+// A source that cannot be asked might name another program than the next one: the search ends there.
+[[noreturn]] void cannot_ask(int error) {
+    if (error == KS_ENOMEM) throw std::bad_alloc();
+    throw unreadable_source{tbs_errno2status(error)};
 }
 
 void registry_failed(int severity, const char *function, const char *key, int error) {
@@ -60,6 +70,12 @@ public:
         stream_ = open_settings(tbs_product_mgrs_dir(path, "map"), module_name, warned);
     }
     bool is_open() const { return stream_ != nullptr; }
+    // Why it is not open; 0 when there is no map.
+    static int failure() {
+        const bool is_none = ks_errno == KS_ENOENT || ks_errno == KS_ENOTDIR || ks_errno == KS_EISDIR ||
+                             ks_errno == KS_EINVAL || ks_errno == KS_ENAMETOOLONG;
+        return is_none ? 0 : ks_errno;
+    }
 
     bool next(map_line &line) {
         while (std::fgets(piece_, sizeof piece_, stream_.get()))
@@ -89,7 +105,9 @@ private:
     static bool split(std::string_view rest, map_line &line) {
         line.manager = take_word(rest);
         line.operation = take_word(rest);
-        line.location = trimmed(rest);
+        constexpr size_t longest = 1023; // as the scanner reads "%1023[^\n]"
+        skip_spaces(rest);
+        line.location = trimmed(rest.substr(0, longest));
         return !line.location.empty();
     }
 
@@ -134,26 +152,34 @@ using answer = std::optional<tbs_status_t>;
 answer ask_registry(const char *key, const char *operation, program &found) {
     path_buffer location;
     const int error = ntregy_get_string(NTREGY_LOCAL_MACHINE, key, operation, location, sizeof location);
-    if (error == 0) return convert_location(location, found.path);
+    if (error == 0 && *location) return convert_location(location, found.path);
     if (error == KS_ERANGE) return too_long(__LINE__);
-    // A name that no key can have is in no registry.
-    if (error != KS_ENOENT && error != KS_EINVAL) registry_failed(IMSG_WARNING, "ntregy_get_string", key, error);
-    return std::nullopt;
+    // A name that no key or value can have is in no registry.
+    if (error == 0 || error == KS_ENOENT || error == KS_EINVAL || error == KS_ENAMETOOLONG) return std::nullopt;
+    registry_failed(IMSG_ERROR, "ntregy_get_string", key, error);
+    cannot_ask(error);
+}
+
+[[noreturn]] void cannot_open_map(int error) {
+    path_buffer path;
+    say<common_messages, 18>(IMSG_ERROR, module_name, tbs_product_mgrs_dir(path, "map"), imsg_strerror(error));
+    cannot_ask(error);
 }
 
 answer ask_map(const char *manager, const char *operation, program &found) {
     map_file map;
     map_line line;
+    if (!map.is_open() && map_file::failure()) cannot_open_map(map_file::failure());
     while (map.is_open() && map.next(line)) {
         if (line.manager != manager || line.operation != operation) continue;
         path_buffer location;
-        if (line.location.size() >= sizeof location) return too_long(__LINE__);
         location[line.location.copy(location, sizeof location)] = '\0';
         return convert_location(location, found.path);
     }
     return std::nullopt;
 }
 
+// Throws what cannot_ask() throws.
 tbs_status_t resolve(const char *manager, const char *operation, program &found) {
     path_buffer common, key, directory;
     ntregy_get_common_key(common, sizeof common);
@@ -201,12 +227,23 @@ tbs_status_t not_started(const char *manager, const char *operation, const progr
 }
 
 tbs_status_t invoke(const char *manager, const char *operation, char **arguments, int *exit_status_out) {
+    const named_vector vector(arguments, operation);
     program found;
     if (const tbs_status_t status = resolve(manager, operation, found)) return status;
     if (!exists(found)) return not_available(manager, operation, found);
-    const named_vector vector(arguments, operation);
     const int error = sysutl_invokev_redirect(found.path, arguments, exit_status_out);
     return error == 0 ? 0 : not_started(manager, operation, found, error);
+}
+
+// The body of an exported function that resolves programs.
+template <class F> tbs_status_t ask(F &&body) noexcept {
+    return call(module_name, [&]() -> tbs_status_t {
+        try {
+            return body();
+        } catch (const unreadable_source &failure) {
+            return failure.status;
+        }
+    });
 }
 
 // ---- the list
@@ -283,14 +320,15 @@ tbs_status_t list_registry(name_list &list) {
     ntregy_get_common_key(common, sizeof common);
     if (const tbs_status_t status = join(key, __LINE__, common, "\\", managers_key)) return status;
     const int error = ntregy_enum_subkeys(NTREGY_LOCAL_MACHINE, key, add_subkey, &list);
-    if (error == 0 || error == TBS_ST_ENOMEM) return error;
+    if (error == KS_ENOMEM || error == TBS_ST_ENOMEM) return TBS_ST_ENOMEM;
+    if (error == 0) return 0;
     if (error != KS_ENOENT) registry_failed(IMSG_WARNING, "ntregy_enum_subkeys", key, error);
     return TBS_ST_NOT_FOUND;
 }
 
 tbs_status_t list_map(name_list &list) {
     map_file map;
-    if (!map.is_open()) return TBS_ST_NOT_FOUND;
+    if (!map.is_open()) return map_file::failure() == KS_ENOMEM ? TBS_ST_ENOMEM : TBS_ST_NOT_FOUND;
     map_line line;
     while (map.next(line))
         if (const tbs_status_t status = list.add(line.manager)) return status;
@@ -318,6 +356,7 @@ tbs_status_t list_directory(name_list &list) {
     path_buffer directory;
     tbs_product_mgrs_dir(directory, nullptr);
     const std::unique_ptr<fileutl_dir_t, close_directory> managers(fileutl_opendir(directory));
+    if (!managers && ks_errno == KS_ENOMEM) return TBS_ST_ENOMEM;
     if (!managers) {
         say<common_messages, 73>(IMSG_ERROR, module_name, directory, imsg_strerror(ks_errno));
         return TBS_ST_NOT_FOUND;
@@ -361,10 +400,12 @@ extern "C" tbs_status_t tbs_mgr_is_supported_op(const char *manager, const char 
         *supported_out = 1;
         return 0;
     }
-    program found;
-    const tbs_status_t status = resolve(manager, operation, found);
-    if (status == 0) *supported_out = exists(found);
-    return status;
+    return ask([&] {
+        program found;
+        const tbs_status_t status = resolve(manager, operation, found);
+        if (status == 0) *supported_out = exists(found);
+        return status;
+    });
 }
 
 extern "C" tbs_status_t tbs_mgr_supports_large_versions(const char *manager, tbs_boolean_t *supported_out) noexcept {
@@ -374,5 +415,5 @@ extern "C" tbs_status_t tbs_mgr_supports_large_versions(const char *manager, tbs
 extern "C" tbs_status_t tbs_mgr_invoke_op(const char *manager, const char *operation, char **arguments,
                                           int *exit_status_out) noexcept {
     if (!manager || !operation || !arguments || !exit_status_out) return TBS_ST_EINVAL;
-    return call(module_name, [&] { return invoke(manager, operation, arguments, exit_status_out); });
+    return ask([&] { return invoke(manager, operation, arguments, exit_status_out); });
 }

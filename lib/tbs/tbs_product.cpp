@@ -53,7 +53,7 @@ char *of_host(char *buffer, const char *directory, const char *leaf) {
 char *quoted(char *buffer) {
     if (!buffer || strutl_is_ok_name(buffer, nullptr, "\\/:._-")) return buffer;
     char text[TBS_PATH_SIZE];
-    strutl_snprintf(text, sizeof text, "\"%s\"", buffer);
+    strutl_snprintf(text, sizeof text, "\"%.*s\"", TBS_PATH_SIZE - 3, buffer); // the path is cut, not its quotes
     strutl_cpy_buf(buffer, TBS_PATH_SIZE, text);
     return buffer;
 }

@@ -15,6 +15,7 @@
 #include <cstring>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -57,8 +58,8 @@ struct wanted_name {
 using entry_list = std::vector<entry>;
 
 constinit tvthread_mutex_t load_mutex = TVTHREAD_MUTEX_INIT;
-constinit bool loaded = false;         // guarded by it
-constinit entry_list *table = nullptr; // made by the first loading and never freed: its values have been given away
+constinit std::optional<int> last_entry; // index in the profile, once it is loaded; guarded by it
+constinit entry_list *table = nullptr;   // made by the first loading and never freed: its values have been given away
 constinit tvthread_mutex_t table_mutex = TVTHREAD_MUTEX_INIT; // guards the entries
 constinit std::atomic_flag warned;
 
@@ -68,23 +69,27 @@ struct words {
     std::string_view command, name, value;
 };
 
-constexpr std::string_view blanks = " \t";
+constexpr char blank = ' ';
 
 std::string_view take_word(std::string_view &rest) {
-    rest.remove_prefix(std::min(rest.find_first_not_of(blanks), rest.size()));
-    const std::string_view word = rest.substr(0, rest.find_first_of(blanks));
+    rest.remove_prefix(std::min(rest.find_first_not_of(blank), rest.size()));
+    const std::string_view word = rest.substr(0, rest.find(blank));
     rest.remove_prefix(word.size());
     return word;
 }
 
 std::string_view trimmed(std::string_view text) {
-    text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
-    return text.substr(0, text.find_last_not_of(blanks) + 1);
+    text.remove_prefix(std::min(text.find_first_not_of(blank), text.size()));
+    return text.substr(0, text.find_last_not_of(blank) + 1);
 }
 
-words split(std::string_view line) {
+// Changes the piece: tabs become blanks.
+words split(char *piece) {
+    std::string_view line = piece;
+    if (line.ends_with('\n')) line.remove_suffix(1);
+    if (line.ends_with('\r')) line.remove_suffix(1);
+    std::replace(piece, piece + line.size(), '\t', ' ');
     line = line.substr(0, line.find('#'));
-    line = line.substr(0, line.find_first_of("\r\n"));
     words found;
     found.command = take_word(line);
     found.name = take_word(line);
@@ -115,39 +120,47 @@ public:
     void store(const words &found) {
         const mutex_hold hold(table_mutex);
         const std::string_view value = found.value.empty() ? std::string_view() : found.value;
-        if (count_ == entries_.size() || !stands_there(found.command, found.name, value)) {
+        if (next_ == entries_.size() || !stands_there(found.command, found.name, value)) {
             entry made{name_hash()(found.name), copy(found.command), copy(found.name), copy(value)};
             if (entries_.capacity() == 0) entries_.reserve(first_capacity);
             entries_.push_back(std::move(made));
-            count_ = entries_.size();
+            next_ = entries_.size();
         } else {
-            count_++;
+            next_++;
         }
+        stored_++;
     }
-    size_t count() const { return count_; }
+    // Entries of the file so far.
+    size_t count() const { return stored_; }
 
 private:
     bool stands_there(std::string_view command, std::string_view name, std::string_view value) const {
-        const entry &old = entries_[count_];
+        const entry &old = entries_[next_];
         return is_same(old.command, command) && is_same(old.name, name) && is_same(old.value, value);
     }
 
     entry_list &entries_;
-    size_t count_ = 0;
+    size_t next_ = 0; // where the next entry stands when the file says the same as before
+    size_t stored_ = 0;
 };
 
-bool find_path(char (&path)[TBS_PATH_SIZE + 1]) {
-    const int error = nt_getenv_safe("TESSIVANE_PROFILE", path, sizeof path);
+constexpr size_t longest_path = 1024; // of the variable, and of the home directory
+constexpr char leaf[] = "\\.tessivane_profile";
+using profile_path = char[longest_path + sizeof leaf];
+
+bool find_path(profile_path &path) {
+    const int error = nt_getenv_safe("TESSIVANE_PROFILE", path, longest_path + 1);
     if (error == KS_ENAMETOOLONG) return false; // another file than the one named would be a surprise
     if (error == 0 && *path) return true;
-    char login[TBS_PATH_SIZE + 1];
+    char login[longest_path + 1];
     if (sysutl_myloginname(login, sizeof login) != 0) return false;
-    if (sysutl_get_homedir(login, path, sizeof path) != 0) return false;
-    const size_t used = std::strlen(path);
-    return strutl_snprintf(path + used, sizeof path - used, "\\.tessivane_profile") < sizeof path - used;
+    if (sysutl_get_homedir(login, path, longest_path + 1) != 0) return false;
+    strutl_cpy_buf(path + std::strlen(path), sizeof leaf, leaf);
+    return true;
 }
 
-bool read_entries(FILE *stream, const char *path, entry_list &entries) {
+// The index of the file's last entry, -1 without one; nothing when the file cannot be read or a line is wrong.
+std::optional<int> read_entries(FILE *stream, const char *path, entry_list &entries) {
     table_writer writer(entries);
     char piece[piece_size];
     while (std::fgets(piece, sizeof piece, stream)) {
@@ -155,24 +168,26 @@ bool read_entries(FILE *stream, const char *path, entry_list &entries) {
         if (found.command.empty()) continue;
         if (found.name.empty()) {
             say<general_messages, 13>(IMSG_ERROR, module_name, static_cast<int>(writer.count() + 1), path);
-            return false;
+            return std::nullopt;
         }
         writer.store(found);
     }
-    return !std::ferror(stream);
+    if (std::ferror(stream)) return std::nullopt;
+    return static_cast<int>(writer.count()) - 1;
 }
 
-// Tells whether the profile is there to be searched. A failure is not remembered.
+// Tells whether there is a profile with entries. A failure is not remembered.
 bool load() {
     const mutex_hold hold(load_mutex);
-    if (loaded) return true;
-    char path[TBS_PATH_SIZE + 1];
-    if (!find_path(path)) return false;
-    const settings_stream stream = open_settings(path, module_name, warned);
-    if (!stream) return false;
-    if (!table) table = new entry_list;
-    loaded = read_entries(stream.get(), path, *table);
-    return loaded;
+    if (!last_entry) {
+        profile_path path;
+        if (!find_path(path)) return false;
+        const settings_stream stream = open_settings(path, module_name, warned);
+        if (!stream) return false;
+        if (!table) table = new entry_list;
+        last_entry = read_entries(stream.get(), path, *table);
+    }
+    return last_entry.value_or(-1) >= 0;
 }
 
 // The first entry for a command that has one of the names, its value stored; the position of the name, or -1.

@@ -133,9 +133,11 @@ TEST(SysutlInvokev, StartsProgramsWithoutBlockedOrIgnoredSignals) {
     sigprocmask(SIG_SETMASK, &before, nullptr);
 }
 
-TEST(SysutlInvokev, TellsThatAnIgnoredChildLeavesNoStatus) {
+TEST(SysutlInvokev, GivesTheExitStatusAlsoWhenChildrenAreIgnored) {
     const auto handler = std::signal(SIGCHLD, SIG_IGN);
-    EXPECT_EQ(run({"/bin/true"}).error, KS_ECHILD);
+    EXPECT_EQ(run({"/bin/sh", "-c", "exit 37"}).status, 37);
+    EXPECT_EQ(run({"/bin/sh", "-c", "kill -9 $$"}).status, 128 + SIGKILL);
+    EXPECT_EQ(run({"/none"}).error, KS_ENOENT);
     std::signal(SIGCHLD, handler);
 }
 

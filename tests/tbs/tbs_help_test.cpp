@@ -150,6 +150,8 @@ TEST_F(Help, ShowsAWarningThroughThePromptUtility) {
                                              "<-prompt> <Graphical help not available> <-prefer_gui>"));
     ASSERT_EQ(unlink((dir / "bin/tessiprompt").c_str()), 0);
     EXPECT_EQ(tbs_graphical_help_not_available(), TBS_ST_ERROR);
+    const scoped_env too_long("ORSIK_PRODUCT_DIR", '/' + std::string(1010, 'x'));
+    EXPECT_EQ(tbs_graphical_help_not_available(), TBS_ST_ERROR);
     EXPECT_TRUE(sink.empty());
 }
 

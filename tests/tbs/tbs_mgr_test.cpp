@@ -6,6 +6,7 @@
 #include "support/sink.hpp"
 #include "support/temp_dir.hpp"
 
+#include <csignal>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -185,6 +186,42 @@ TEST_F(Manager, AMapThatIsNoFileIsNone) {
     EXPECT_EQ(run("a", "op"), 1);
 }
 
+TEST_F(Manager, TheMapCutsLocationsAt1023Characters) {
+    program("good", 1);
+    map("a op good" + std::string(1100, ' ') + "x\n");
+    EXPECT_EQ(run("a", "op"), 1);
+}
+
+// ---- sources that cannot be asked
+
+TEST_F(Manager, ARegistryThatCannotBeReadIsNotPassedOver) {
+    program("a/op", 1);
+    map("b op a/op\n");
+    dir.write("host/registry.db", "this is no registry, and large enough to be taken for a damaged one");
+    for (const char *manager : {"a", "b"}) {
+        EXPECT_EQ(run(manager, "op", tbs_errno2status(5)), -1) << manager;
+        const auto messages = sink.take();
+        ASSERT_GE(messages.size(), 1u);
+        EXPECT_EQ(messages.back().severity, 6);
+        EXPECT_EQ(messages.back().index, 47u);
+    }
+}
+
+TEST_F(Manager, AnEmptyLocationInTheRegistryIsNone) {
+    registry("a", "op", "");
+    EXPECT_FALSE(supports("a", "op"));
+    program("a/op", 1);
+    EXPECT_EQ(run("a", "op"), 1);
+}
+
+TEST_F(Manager, RunsProgramsAlsoWhenChildrenAreIgnored) {
+    program("a/op", 37);
+    const auto handler = std::signal(SIGCHLD, SIG_IGN);
+    EXPECT_EQ(run("a", "op"), 37);
+    std::signal(SIGCHLD, handler);
+    EXPECT_TRUE(sink.empty());
+}
+
 // ---- hostile names
 
 TEST_F(Manager, NamesThatAreNoFileNamesFindNothingInTheDirectory) {
@@ -227,10 +264,9 @@ TEST_F(Manager, LocationsThatDoNotFitAreRefused) {
     const std::string whole = '/' + std::string(1022, 'x');
     map("a op " + whole + "\nb op " + whole + "x\nc op " + std::string(1023 - managers.size(), 'x') + "\n");
     EXPECT_FALSE(supports("a", "op"));
+    EXPECT_FALSE(supports("b", "op")); // cut behind 1023 characters, as in the scanner
     tbs_boolean_t supported = 1;
-    for (const char *manager : {"b", "c"}) {
-        EXPECT_EQ(tbs_mgr_is_supported_op(manager, "op", &supported), TBS_ST_ENAMETOOLONG) << manager;
-    }
+    EXPECT_EQ(tbs_mgr_is_supported_op("c", "op", &supported), TBS_ST_ENAMETOOLONG);
     registry("d", "op", whole + "x");
     EXPECT_EQ(tbs_mgr_is_supported_op("d", "op", &supported), TBS_ST_ENAMETOOLONG);
 }
@@ -287,6 +323,16 @@ TEST_F(Manager, TheFirstSlotHoldsTheOperationsName) {
     ASSERT_EQ(tbs_mgr_invoke_op("a", "op", arguments, &exit_status), 0);
     EXPECT_EQ(dir.read("out"), "op\n");
     EXPECT_THAT(dir.read("line"), testing::StartsWith("op\n-c\n"));
+}
+
+TEST_F(Manager, TheFirstSlotIsClearedWhateverHappens) {
+    char stale[] = "stale";
+    int exit_status = -1;
+    for (const std::string &operation : {std::string("none"), std::string(2000, 'x')}) {
+        char *arguments[] = {stale, nullptr};
+        EXPECT_NE(tbs_mgr_invoke_op("a", operation.c_str(), arguments, &exit_status), 0);
+        EXPECT_EQ(arguments[0], nullptr);
+    }
 }
 
 TEST_F(Manager, AMissingProgramIsUnavailable) {

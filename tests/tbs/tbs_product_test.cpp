@@ -100,7 +100,9 @@ TEST_F(Product, QuotesPathsThatAreNotOneWord) {
     const scoped_env blanks("ORSIK_PRODUCT_DIR", "/Program Files/x");
     EXPECT_EQ(call(tbs_product_tool_dir_quoted, nullptr), "\"/Program Files/x\\bin\"");
     EXPECT_EQ(call(tbs_product_tool_dir, nullptr), "/Program Files/x\\bin");
-    EXPECT_EQ(call(tbs_product_server_dir_quoted, std::string(5000, ' ').c_str()).size(), TBS_PATH_SIZE - 1u);
+    const std::string cut = call(tbs_product_server_dir_quoted, std::string(5000, ' ').c_str());
+    EXPECT_EQ(cut.size(), TBS_PATH_SIZE - 1u);
+    EXPECT_EQ(cut.back(), '"');
 }
 
 // ---- name and version
@@ -169,6 +171,8 @@ TEST(ViewInterop, IsParameter26) {
     ASSERT_EQ(ntregy_get_param(26, &value, sizeof value), 0);
     EXPECT_EQ(value, 1u);
     EXPECT_EQ(tbs_product_set_view_interop(0), 0);
+    EXPECT_EQ(tbs_product_view_interop(), 0);
+    ASSERT_EQ(ntregy_set_param(26, NTREGY_SZ, "0", 2), 0);
     EXPECT_EQ(tbs_product_view_interop(), 0);
     value = 5;
     ASSERT_EQ(ntregy_set_param(26, NTREGY_DWORD, &value, sizeof value), 0);

@@ -100,7 +100,7 @@ TEST_F(Profile, GivesNullForAnEntryWithoutValue) {
 
 TEST_F(Profile, TakesTheRestOfTheLineAsTheValue) {
     with("a b  one  two \t three \t \na c x#y\n", [] {
-        EXPECT_EQ(look_up("a", "b"), "one  two \t three");
+        EXPECT_EQ(look_up("a", "b"), "one  two   three");
         EXPECT_EQ(look_up("a", "c"), "x");
     });
 }
@@ -230,6 +230,39 @@ TEST_F(Profile, EntriesBeforeABadLineStay) {
         EXPECT_EQ(look_up("a", "b"), "old");
         EXPECT_EQ(look_up("a", "c"), "2");
     });
+}
+
+TEST_F(Profile, NumbersTheEntriesOfTheFileThatIsRead) {
+    with("a b 1\na c 2\nlonely\n", [this] {
+        recording_sink sink;
+        EXPECT_EQ(look_up("a", "b"), none());
+        write("x y z\nlonely\n");
+        EXPECT_EQ(look_up("a", "b"), none());
+        const auto messages = sink.take();
+        ASSERT_EQ(messages.size(), 2u);
+        EXPECT_THAT(messages[0].text, testing::HasSubstr("at line 3 in"));
+        EXPECT_THAT(messages[1].text, testing::HasSubstr("at line 2 in"));
+    });
+}
+
+TEST_F(Profile, AFileWithoutEntriesAnswersNothingEvenAfterAFailure) {
+    with("a b 1\nlonely\n", [this] {
+        recording_sink sink;
+        EXPECT_EQ(look_up("a", "b"), none());
+        write("# nothing\n");
+        EXPECT_EQ(look_up("a", "b"), none());
+    });
+}
+
+TEST_F(Profile, KeepsACarriageReturnInsideALine) {
+    with("a b x\ry\r\n", [] { EXPECT_EQ(look_up("a", "b"), "x\ry"); });
+}
+
+TEST_F(Profile, MayHaveAPathnameOf1024Characters) {
+    std::string file = dir.write("far", "a b far\n");
+    file.insert(dir.str().size(), 1024 - file.size(), '/'); // as many separators as one
+    const scoped_env far("TESSIVANE_PROFILE", file);
+    in_new_process([] { EXPECT_EQ(look_up("a", "b"), "far"); });
 }
 
 TEST_F(Profile, AFileThatIsNotThereIsTriedAgain) {

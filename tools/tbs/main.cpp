@@ -51,6 +51,7 @@ public:
         add_product(app_, chosen_);
         add_profile(app_, chosen_);
         add_mgr(app_, chosen_);
+        add_registry(app_, chosen_);
         add_help_topic(app_, chosen_);
         add_whoami(app_, chosen_);
         add_status(app_, chosen_);

@@ -53,6 +53,7 @@ void add_uuid(CLI::App &parent, action &chosen);
 void add_product(CLI::App &parent, action &chosen);
 void add_profile(CLI::App &parent, action &chosen);
 void add_mgr(CLI::App &parent, action &chosen);
+void add_registry(CLI::App &parent, action &chosen);
 void add_help_topic(CLI::App &parent, action &chosen);
 void add_whoami(CLI::App &parent, action &chosen);
 void add_status(CLI::App &parent, action &chosen);

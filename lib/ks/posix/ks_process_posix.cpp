@@ -46,6 +46,22 @@ private:
     bool ok_;
 };
 
+// Keeps the caller's signal handlers out of a child until the child has reset them.
+class signals_blocked {
+public:
+    signals_blocked() {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_BLOCK, &all, &before_);
+    }
+    ~signals_blocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+    signals_blocked(const signals_blocked &) = delete;
+    signals_blocked &operator=(const signals_blocked &) = delete;
+
+private:
+    sigset_t before_;
+};
+
 int wait_for(pid_t child, int &status) {
     pid_t ended;
     do {
@@ -54,16 +70,66 @@ int wait_for(pid_t child, int &status) {
     return ended < 0 ? errno : 0;
 }
 
+// How a program ended, or the host's error for which it did not start.
+struct ending {
+    int error, status;
+};
+
+ending run_here(const spawn_settings &settings, const char *program, char *const *arguments) {
+    ending how{};
+    pid_t child = 0;
+    how.error = settings.start(child, program, arguments);
+    if (how.error == 0) how.error = wait_for(child, how.status);
+    return how;
+}
+
+// Whether children leave no status behind, because the process ignores them.
+bool children_vanish() {
+    struct sigaction now;
+    return sigaction(SIGCHLD, nullptr, &now) == 0 &&
+           (now.sa_handler == SIG_IGN || (now.sa_flags & SA_NOCLDWAIT) != 0);
+}
+
+// Lets a process in between, which does not ignore its children, run the program and tell how it ended.
+ending run_by_another(const spawn_settings &settings, const char *program, char *const *arguments) {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) return {errno, 0};
+    const signals_blocked no_handlers;
+    const pid_t between = fork();
+    if (between == 0) {
+        struct sigaction plain = {};
+        plain.sa_handler = SIG_DFL;
+        sigaction(SIGCHLD, &plain, nullptr);
+        const ending how = run_here(settings, program, arguments);
+        _exit(write(ends[1], &how, sizeof how) == static_cast<ssize_t>(sizeof how) ? 0 : 1);
+    }
+    ending how{between < 0 ? errno : ECHILD, 0};
+    close(ends[1]);
+    if (between > 0) {
+        ssize_t got;
+        do {
+            got = read(ends[0], &how, sizeof how);
+        } while (got < 0 && errno == EINTR);
+        if (got != static_cast<ssize_t>(sizeof how)) how = {ECHILD, 0};
+    }
+    close(ends[0]);
+    return how;
+}
+
 // ---- in a child, where only calls that are safe after fork() of a program with threads may be made
 
 void write_error(int pipe_end, int error) {
     while (write(pipe_end, &error, sizeof error) < 0 && errno == EINTR) {}
 }
 
-void silence_streams() {
-    const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
-    if (nowhere < 0) return;
-    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) dup2(nowhere, stream);
+// Not close-on-exec: the descriptor may be that of a standard stream already.
+bool silence_streams() {
+    const int nowhere = open("/dev/null", O_RDWR); // NOLINT(android-cloexec-open)
+    if (nowhere < 0) return false;
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        if (dup2(nowhere, stream) < 0) return false;
+    if (nowhere > STDERR_FILENO) close(nowhere);
+    return true;
 }
 
 void reset_signals() {
@@ -84,9 +150,8 @@ void reset_signals() {
         _exit(127);
     }
     reset_signals();
-    silence_streams();
     closefrom(error_end + 1);
-    if (!directory || chdir(directory) == 0) execve(program, arguments, environ);
+    if (silence_streams() && (!directory || chdir(directory) == 0)) execve(program, arguments, environ);
     write_error(error_end, errno);
     _exit(127);
 }
@@ -117,18 +182,17 @@ namespace ks::os {
 
 int run(const char *program, char *const *arguments, int &exit_status) noexcept {
     const spawn_settings settings;
-    pid_t child = 0;
-    int status = 0;
-    int error = settings.start(child, program, arguments);
-    if (error == 0) error = wait_for(child, status);
-    if (error != 0) return ks_errno_from_host(error);
-    exit_status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    const ending how =
+        children_vanish() ? run_by_another(settings, program, arguments) : run_here(settings, program, arguments);
+    if (how.error != 0) return ks_errno_from_host(how.error);
+    exit_status = WIFEXITED(how.status) ? WEXITSTATUS(how.status) : 128 + WTERMSIG(how.status);
     return 0;
 }
 
 int start_detached(const char *directory, const char *program, char *const *arguments) noexcept {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) return ks_errno_from_host(errno);
+    const signals_blocked no_handlers;
     const pid_t first = fork();
     if (first == 0) start_second_child(directory, program, arguments, ends[1]);
     int error = first < 0 ? errno : 0;

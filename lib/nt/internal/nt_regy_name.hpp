@@ -14,7 +14,7 @@ namespace nt::regy {
 // followed by the keys below it, and they by its next sibling.
 class folded_name {
 public:
-    folded_name() {} // the root; the bytes need no initial value
+    folded_name() = default; // the root; the bytes need no initial value
 
     // 0; KS_EINVAL for a null, an empty part, a control character or what is not UTF-8; KS_ENAMETOOLONG.
     [[nodiscard]] int set_key(const char *path) noexcept;
