@@ -21,15 +21,15 @@ constexpr char common_key[] = "SOFTWARE\\Tessivane";
 constexpr size_t max_file_size = size_t{64} << 20;
 
 struct named_parameter {
-    uint32_t number;
     const char *name;
+    uint32_t number;
     bool is_number; // a text in its place is not given out: it would be taken for one
 };
 constexpr named_parameter named_parameters[] = {
-    {26, "ViewInterop", true},
-    {42, "SmtpServer", false},
-    {52, "NamingSymbol", false},
-    {66, "MailDomain", false},
+    {"ViewInterop", 26, true},
+    {"SmtpServer", 42, false},
+    {"NamingSymbol", 52, false},
+    {"MailDomain", 66, false},
 };
 
 // ---- names

@@ -66,7 +66,7 @@ std::string find_program(const std::string &name) {
     const std::string path = variable ? variable : "/usr/bin:/bin";
     for (size_t at = 0; at <= path.size();) {
         const size_t end = std::min(path.find(':', at), path.size());
-        const std::string candidate = path.substr(at, end - at) + '/' + name;
+        std::string candidate = path.substr(at, end - at) + '/' + name;
         if (end > at && access(candidate.c_str(), X_OK) == 0) return candidate;
         at = end + 1;
     }
