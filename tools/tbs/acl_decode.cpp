@@ -1,9 +1,8 @@
 // tbs acl decode: the ACL that bytes stand for, as text or member by member.
 #include "acl_bytes.hpp"
+#include "memory_stream.hpp"
 #include "output_file.hpp"
 
-#include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <new>
 
@@ -19,26 +18,16 @@ struct options {
 
 // ---- text
 
-struct close_stream {
-    void operator()(FILE *stream) const { std::fclose(stream); }
-};
-
 std::string sid_text(const acl_list &acl, const vocabulary &words) {
-    char *text = nullptr;
-    size_t size = 0;
-    std::unique_ptr<FILE, close_stream> stream(open_memstream(&text, &size));
-    if (!stream) throw std::bad_alloc();
+    const memory_stream stream;
     const tbs_status_t status =
         tbs_sid_acl_utl_output(stream.get(), acl.by_sid(), words.names(), words.count(), words.map());
-    const bool complete = std::fflush(stream.get()) == 0 && !std::ferror(stream.get());
-    stream.reset();
-    const std::unique_ptr<char, decltype(&std::free)> owner(text, &std::free);
-    if (status == TBS_ST_ENOMEM || !complete) throw std::bad_alloc();
+    if (status == TBS_ST_ENOMEM) throw std::bad_alloc();
     if (status) {
         throw failure(acl.path(), 0, "the ACL has no text, see the message before",
                       "\"tbs acl show --encoded\" and \"tbs acl decode --hex\" show it all the same.");
     }
-    return {text, size};
+    return stream.text();
 }
 
 // One entry a line: identity, a blank, permissions.
