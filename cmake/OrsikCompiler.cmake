@@ -32,7 +32,8 @@ if(ORSIK_WERROR)
 endif()
 
 if(ORSIK_SANITIZE)
-    add_compile_options(-fsanitize=${ORSIK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    # Of the debug information only what names the lines of a report.
+    add_compile_options(-fsanitize=${ORSIK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g1)
     add_link_options(-fsanitize=${ORSIK_SANITIZE})
     if(CMAKE_CXX_COMPILER_ID MATCHES "Clang" AND ORSIK_SANITIZE MATCHES "undefined")
         # XDR routines are called through xdrproc_t, which has no prototype: the RPC library's convention.

@@ -13,17 +13,29 @@
 namespace {
 
 // A product of its own, for the life of the process.
+class scratch_product {
+public:
+    scratch_product() {
+        if (!mkdtemp(pattern_.data())) std::abort();
+        root_ = pattern_;
+        setenv("ORSIK_PRODUCT_DIR", root_.c_str(), 1);
+        setenv("ORSIK_HOSTDATA_DIR", root_.c_str(), 1);
+        std::filesystem::create_directories(root_ / "lib/mgrs");
+    }
+    scratch_product(const scratch_product &) = delete;
+    scratch_product &operator=(const scratch_product &) = delete;
+    ~scratch_product() { std::filesystem::remove_all(root_); }
+
+    const std::filesystem::path &root() const { return root_; }
+
+private:
+    std::string pattern_ = (std::filesystem::temp_directory_path() / "mgr-map-fuzz-XXXXXX").string();
+    std::filesystem::path root_;
+};
+
 const std::filesystem::path &product() {
-    static const std::filesystem::path made = [] {
-        std::string pattern = (std::filesystem::temp_directory_path() / "mgr-map-fuzz-XXXXXX").string();
-        if (!mkdtemp(pattern.data())) std::abort();
-        setenv("ORSIK_PRODUCT_DIR", pattern.c_str(), 1);
-        setenv("ORSIK_HOSTDATA_DIR", pattern.c_str(), 1);
-        std::filesystem::create_directories(pattern + "/lib/mgrs");
-        std::atexit([] { std::filesystem::remove_all(product()); });
-        return std::filesystem::path(pattern);
-    }();
-    return made;
+    static const scratch_product made;
+    return made.root();
 }
 
 void forget(void *, int, const char *, const imsg_table_t *, uint32_t, const char *) noexcept {}

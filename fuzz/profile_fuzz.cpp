@@ -10,19 +10,32 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <unistd.h>
 
 namespace {
 
-const std::string &profile() {
-    static const std::string made = [] {
-        std::string pattern = (std::filesystem::temp_directory_path() / "profile-fuzz-XXXXXX").string();
-        const int descriptor = mkstemp(pattern.data());
+// A file of its own, for the life of the process.
+class scratch_profile {
+public:
+    scratch_profile() {
+        const int descriptor = mkstemp(path_.data());
         if (descriptor < 0) std::abort();
-        setenv("TESSIVANE_PROFILE", pattern.c_str(), 1);
-        std::atexit([] { std::filesystem::remove(profile()); });
-        return pattern;
-    }();
-    return made;
+        close(descriptor);
+        setenv("TESSIVANE_PROFILE", path_.c_str(), 1);
+    }
+    scratch_profile(const scratch_profile &) = delete;
+    scratch_profile &operator=(const scratch_profile &) = delete;
+    ~scratch_profile() { std::filesystem::remove(path_); }
+
+    const std::string &path() const { return path_; }
+
+private:
+    std::string path_ = (std::filesystem::temp_directory_path() / "profile-fuzz-XXXXXX").string();
+};
+
+const std::string &profile() {
+    static const scratch_profile made;
+    return made.path();
 }
 
 void forget(void *, int, const char *, const imsg_table_t *, uint32_t, const char *) noexcept {}
