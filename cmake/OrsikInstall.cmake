@@ -25,6 +25,10 @@ if(IS_DIRECTORY ${PROJECT_SOURCE_DIR}/data/policy)
     install(DIRECTORY ${PROJECT_SOURCE_DIR}/data/policy DESTINATION ${CMAKE_INSTALL_DATADIR}/liborsiktbs)
 endif()
 
+# The rules of file types, for the build tree too, which looks like a product.
+configure_file(${PROJECT_SOURCE_DIR}/data/magic/default.magic ${PROJECT_BINARY_DIR}/config/magic/default.magic COPYONLY)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/data/magic/ DESTINATION config/magic FILES_MATCHING PATTERN "*.magic")
+
 # The product directory, which is the prefix. What nothing is laid into yet is there all the same.
 foreach(directory common config/ui doc/testfix etc/sql etc/utils lib/X11/uid)
     install(DIRECTORY DESTINATION ${directory})

@@ -1,0 +1,75 @@
+// name_index.hpp - which of many patterns a name matches, without trying them one by one.
+#ifndef TBS_TYPING_NAME_INDEX_HPP
+#define TBS_TYPING_NAME_INDEX_HPP
+
+#include "tbs/tbs_ft.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace tbs::typing {
+
+// The patterns that a name matches; too many are not all kept.
+class matched_patterns {
+public:
+    void add(uint32_t id) {
+        if (count_ < most) ids_[count_] = id;
+        count_++;
+    }
+    [[nodiscard]] bool all_are_here() const { return count_ <= most; }
+    [[nodiscard]] std::span<const uint32_t> ids() const { return {ids_, count_ < most ? count_ : most}; }
+    [[nodiscard]] bool contains(uint32_t id) const {
+        for (const uint32_t one : ids())
+            if (one == id) return true;
+        return false;
+    }
+
+    static constexpr size_t most = 32;
+
+private:
+    size_t count_ = 0;
+    uint32_t ids_[most];
+};
+
+// Patterns are found by what must stand in a name: the whole of it, else its end, else its beginning. Those that ask
+// for neither are tried. Texts are the rules' own.
+class name_index {
+public:
+    // Gives the number of the test's pattern, the same for the same pattern.
+    uint32_t add(const ft_node_t &test);
+    [[nodiscard]] size_t size() const { return patterns_.size(); }
+
+    void match(const char *name, std::string_view text, matched_patterns &matched) const;
+
+private:
+    static constexpr size_t longest_key = 16;
+
+    struct pattern {
+        const char *compiled; // null when the key tells all
+        uint32_t next;        // with the same key
+    };
+    static constexpr uint32_t none = UINT32_MAX;
+
+    // Literal ends (or beginnings) of patterns, with the lengths that there are for each last (or first) character.
+    struct keys {
+        std::unordered_map<std::string_view, uint32_t> first;
+        std::array<uint32_t, 256> lengths{};
+    };
+
+    void link(std::unordered_map<std::string_view, uint32_t> &lists, std::string_view key, uint32_t id);
+    void take(uint32_t first, const char *name, matched_patterns &matched) const;
+
+    std::vector<pattern> patterns_;
+    std::unordered_map<std::string_view, uint32_t> ids_, whole_names_;
+    keys ends_, beginnings_;
+    uint32_t tried_ = none;
+};
+
+} // namespace tbs::typing
+
+#endif
