@@ -14,6 +14,7 @@
 #include <fcntl.h>
 #include <map>
 #include <new>
+#include <nlohmann/json.hpp>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -341,26 +342,24 @@ int apply(const options &o) {
 
 } // namespace
 
-void add_acl_apply(CLI::App &parent, action &chosen) {
+void add_acl_apply(command parent, action &chosen) {
     const auto o = std::make_shared<options>();
-    CLI::App &command = *parent.add_subcommand("apply", "Let the operating system enforce a policy on files");
-    command.add_option("file", o->files, "Files that get the system ACL")->required()->type_name("FILE...");
-    command.add_option("--policy", o->policy, "ACL file")->required()->type_name("FILE");
-    command.add_option("--rolemap", o->role_map, "Who holds the policy's roles")->type_name("FILE");
-    command.add_option("--required", o->required, "Permissions that let someone read a file, as Read")
-        ->required()
-        ->type_name("NAMES");
-    command.add_option("--owner", o->owner, "Owner of the object")->required()->type_name("USER");
-    command.add_option("--group", o->group, "Group of the object; else the owner's primary group")
-        ->type_name("GROUP");
-    command.add_option("--permissions", o->permissions, "Permission names and generic map")->type_name("FILE");
-    command.add_flag("--dry-run", o->dry_run, "Tell what would be done, and do nothing");
-    command.add_flag("--json", o->as_json, "Answer in JSON");
-    command.footer(
+    const command apply_command = parent.add("apply", "Let the operating system enforce a policy on files");
+    apply_command.positional("file", o->files, "FILE...", "Files that get the system ACL").required();
+    apply_command.option("--policy", o->policy, "FILE", "ACL file").required();
+    apply_command.option("--rolemap", o->role_map, "FILE", "Who holds the policy's roles");
+    apply_command.option("--required", o->required, "NAMES", "Permissions that let someone read a file, as Read")
+        .required();
+    apply_command.option("--owner", o->owner, "USER", "Owner of the object").required();
+    apply_command.option("--group", o->group, "GROUP", "Group of the object; else the owner's primary group");
+    apply_command.option("--permissions", o->permissions, "FILE", "Permission names and generic map");
+    apply_command.flag("--dry-run", o->dry_run, "Tell what would be done, and do nothing");
+    apply_command.flag("--json", o->as_json, "Answer in JSON");
+    apply_command.footer(
         "Whom the ACL lets read, a file's mode may let write and execute. Owners of the files stay as they\n"
         "are. Each file gets the whole ACL or keeps what it has. Links and directories are not followed.\n"
         "Exit status: 0 done, 1 some files refused, 2 bad input, and no file was touched.");
-    command.callback([o, &chosen] { chosen = [o] { return apply(*o); }; });
+    apply_command.runs([o] { return apply(*o); }, chosen);
 }
 
 } // namespace tool

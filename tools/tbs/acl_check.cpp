@@ -4,6 +4,7 @@
 #include "tbs/tbs_msg.h"
 
 #include <new>
+#include <nlohmann/json.hpp>
 
 namespace tool {
 namespace {
@@ -191,24 +192,22 @@ int check(const options &o) {
 
 } // namespace
 
-void add_acl_check(CLI::App &parent, action &chosen) {
+void add_acl_check(command parent, action &chosen) {
     const auto o = std::make_shared<options>();
-    CLI::App &command = *parent.add_subcommand("check", "Decide a request by an ACL file");
-    command.add_option("file", o->file, "ACL file")->required()->type_name("FILE");
-    command.add_option("--want", o->want, "Permissions asked for, as Read,Delete")->required()->type_name("NAMES");
-    auto *as = command.add_option("--as", o->as, "Who asks: an account with all its groups")->type_name("USER");
-    command.add_option("--creds", o->creds, "Who asks: what a credentials file says")
-        ->type_name("FILE")
-        ->excludes(as);
-    command.add_option("--owner", o->owner, "Owner of the object")->type_name("USER");
-    command.add_option("--owner-group", o->owner_group, "Group of the object")->type_name("GROUP");
-    command.add_flag("--explain", o->explain, "Tell what applied, what it added, what is missing");
-    command.add_flag("--log", o->log, "Record a refusal in the access log of the host");
-    o->acl.add_to(command);
-    o->acl.add_encoded_to(command);
-    command.footer("Without --as and --creds the process that runs the tool asks, with its own groups.\n"
-                   "Exit status: 0 granted, 1 denied, 2 no decision for bad input.");
-    command.callback([o, &chosen] { chosen = [o] { return check(*o); }; });
+    const command check_command = parent.add("check", "Decide a request by an ACL file");
+    check_command.positional("file", o->file, "FILE", "ACL file").required();
+    check_command.option("--want", o->want, "NAMES", "Permissions asked for, as Read,Delete").required();
+    const argument as = check_command.option("--as", o->as, "USER", "Who asks: an account with all its groups");
+    check_command.option("--creds", o->creds, "FILE", "Who asks: what a credentials file says").excludes(as);
+    check_command.option("--owner", o->owner, "USER", "Owner of the object");
+    check_command.option("--owner-group", o->owner_group, "GROUP", "Group of the object");
+    check_command.flag("--explain", o->explain, "Tell what applied, what it added, what is missing");
+    check_command.flag("--log", o->log, "Record a refusal in the access log of the host");
+    o->acl.add_to(check_command);
+    o->acl.add_encoded_to(check_command);
+    check_command.footer("Without --as and --creds the process that runs the tool asks, with its own groups.\n"
+                         "Exit status: 0 granted, 1 denied, 2 no decision for bad input.");
+    check_command.runs([o] { return check(*o); }, chosen);
 }
 
 } // namespace tool

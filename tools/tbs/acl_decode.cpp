@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <new>
+#include <nlohmann/json.hpp>
 
 namespace tool {
 namespace {
@@ -111,17 +112,17 @@ int decode_file(const options &o) {
 
 } // namespace
 
-void add_acl_decode(CLI::App &parent, action &chosen) {
+void add_acl_decode(command parent, action &chosen) {
     const auto o = std::make_shared<options>();
-    CLI::App &command = *parent.add_subcommand("decode", "Show the ACL that bytes stand for");
-    command.add_option("file", o->file, "Bytes of an ACL; - for standard input")->required()->type_name("FILE");
-    auto *out = command.add_option("-o,--out", o->out, "File for the ACL's text, replaced as a whole");
-    out->type_name("OUT");
-    command.add_flag("--hex", o->as_hex, "Show offset, bytes, member and value")->excludes(out);
-    o->acl.add_to(command);
-    command.footer("The text is what \"tbs acl encode\" reads. Bytes behind the ACL are left alone.\n"
-                   "Exit status: 0 decoded, 2 damaged: --hex and --json show what is whole.");
-    command.callback([o, &chosen] { chosen = [o] { return decode_file(*o); }; });
+    const command decode_command = parent.add("decode", "Show the ACL that bytes stand for");
+    decode_command.positional("file", o->file, "FILE", "Bytes of an ACL; - for standard input").required();
+    const argument out =
+        decode_command.option("-o,--out", o->out, "OUT", "File for the ACL's text, replaced as a whole");
+    decode_command.flag("--hex", o->as_hex, "Show offset, bytes, member and value").excludes(out);
+    o->acl.add_to(decode_command);
+    decode_command.footer("The text is what \"tbs acl encode\" reads. Bytes behind the ACL are left alone.\n"
+                          "Exit status: 0 decoded, 2 damaged: --hex and --json show what is whole.");
+    decode_command.runs([o] { return decode_file(*o); }, chosen);
 }
 
 } // namespace tool

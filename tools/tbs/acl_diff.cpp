@@ -2,6 +2,8 @@
 // so it is not compared.
 #include "acl_list.hpp"
 
+#include <nlohmann/json.hpp>
+
 namespace tool {
 namespace {
 
@@ -94,15 +96,15 @@ int diff(const options &o) {
 
 } // namespace
 
-void add_acl_diff(CLI::App &parent, action &chosen) {
+void add_acl_diff(command parent, action &chosen) {
     const auto o = std::make_shared<options>();
-    CLI::App &command = *parent.add_subcommand("diff", "Compare two ACL files; the order of entries does not count");
-    command.add_option("a", o->a, "First ACL file")->required()->type_name("FILE");
-    command.add_option("b", o->b, "Second ACL file")->required()->type_name("FILE");
-    o->acl.add_to(command);
-    o->acl.add_encoded_to(command);
-    command.footer("Exit status: 0 the same, 1 different, 2 bad input.");
-    command.callback([o, &chosen] { chosen = [o] { return diff(*o); }; });
+    const command diff_command = parent.add("diff", "Compare two ACL files; the order of entries does not count");
+    diff_command.positional("a", o->a, "FILE", "First ACL file").required();
+    diff_command.positional("b", o->b, "FILE", "Second ACL file").required();
+    o->acl.add_to(diff_command);
+    o->acl.add_encoded_to(diff_command);
+    diff_command.footer("Exit status: 0 the same, 1 different, 2 bad input.");
+    diff_command.runs([o] { return diff(*o); }, chosen);
 }
 
 } // namespace tool

@@ -2,6 +2,8 @@
 #include "effective.hpp"
 #include "output_file.hpp"
 
+#include <nlohmann/json.hpp>
+
 namespace tool {
 namespace {
 
@@ -52,15 +54,15 @@ int effective(const options &o) {
 
 } // namespace
 
-void add_acl_effective(CLI::App &parent, action &chosen) {
+void add_acl_effective(command parent, action &chosen) {
     const auto o = std::make_shared<options>();
-    CLI::App &command = *parent.add_subcommand("effective", "Put those who hold a policy's roles in their place");
-    command.add_option("policy", o->policy, "ACL file that names roles")->required()->type_name("POLICY");
-    command.add_option("rolemap", o->role_map, "Role map file")->required()->type_name("ROLEMAP");
-    command.add_option("-o,--output", o->output, "Write the ACL into a file, in one step")->type_name("FILE");
-    command.add_option("--permissions", o->permissions, "Permission names and generic map")->type_name("FILE");
-    command.add_flag("--json", o->as_json, "Answer in JSON");
-    command.callback([o, &chosen] { chosen = [o] { return effective(*o); }; });
+    const command effective_command = parent.add("effective", "Put those who hold a policy's roles in their place");
+    effective_command.positional("policy", o->policy, "POLICY", "ACL file that names roles").required();
+    effective_command.positional("rolemap", o->role_map, "ROLEMAP", "Role map file").required();
+    effective_command.option("-o,--output", o->output, "FILE", "Write the ACL into a file, in one step");
+    effective_command.option("--permissions", o->permissions, "FILE", "Permission names and generic map");
+    effective_command.flag("--json", o->as_json, "Answer in JSON");
+    effective_command.runs([o] { return effective(*o); }, chosen);
 }
 
 } // namespace tool

@@ -2,6 +2,8 @@
 #include "acl_bytes.hpp"
 #include "output_file.hpp"
 
+#include <nlohmann/json.hpp>
+
 namespace tool {
 namespace {
 
@@ -51,15 +53,15 @@ int encode_file(const options &o) {
 
 } // namespace
 
-void add_acl_encode(CLI::App &parent, action &chosen) {
+void add_acl_encode(command parent, action &chosen) {
     const auto o = std::make_shared<options>();
-    CLI::App &command = *parent.add_subcommand("encode", "Write the bytes of an ACL file");
-    command.add_option("file", o->file, "ACL file")->required()->type_name("FILE");
-    command.add_option("-o,--out", o->out, "File for the bytes, replaced as a whole")->type_name("OUT");
-    o->acl.add_to(command);
-    command.footer("Without -o the bytes go to standard output; a terminal gets them as\n"
-                   "\"tbs acl decode --hex\" shows them.");
-    command.callback([o, &chosen] { chosen = [o] { return encode_file(*o); }; });
+    const command encode_command = parent.add("encode", "Write the bytes of an ACL file");
+    encode_command.positional("file", o->file, "FILE", "ACL file").required();
+    encode_command.option("-o,--out", o->out, "OUT", "File for the bytes, replaced as a whole");
+    o->acl.add_to(encode_command);
+    encode_command.footer("Without -o the bytes go to standard output; a terminal gets them as\n"
+                          "\"tbs acl decode --hex\" shows them.");
+    encode_command.runs([o] { return encode_file(*o); }, chosen);
 }
 
 } // namespace tool

@@ -42,14 +42,14 @@ std::vector<acl_entry> entries_of(tbs_sid_acl_h_t acl) {
     return entries;
 }
 
-void acl_options::add_to(CLI::App &command) {
-    command.add_flag("--classic", classic, "Read classic ACLs: identities by name, Domain entries");
-    command.add_option("--permissions", permissions, "Permission names and generic map")->type_name("FILE");
-    command.add_flag("--json", as_json, "Answer in JSON");
+void acl_options::add_to(command target) {
+    target.flag("--classic", classic, "Read classic ACLs: identities by name, Domain entries");
+    target.option("--permissions", permissions, "FILE", "Permission names and generic map");
+    target.flag("--json", as_json, "Answer in JSON");
 }
 
-void acl_options::add_encoded_to(CLI::App &command) {
-    command.add_flag("--encoded", encoded, "Read bytes, as \"tbs acl encode\" writes them");
+void acl_options::add_encoded_to(command target) {
+    target.flag("--encoded", encoded, "Read bytes, as \"tbs acl encode\" writes them");
 }
 
 acl_list::acl_list(const std::string &path, bool classic, const vocabulary &words)

@@ -25,8 +25,8 @@ struct acl_options {
     bool as_json = false;
     std::optional<std::string> permissions;
 
-    void add_to(CLI::App &command);
-    void add_encoded_to(CLI::App &command);
+    void add_to(command target);
+    void add_encoded_to(command target);
 };
 
 struct acl_entry {

@@ -3,6 +3,7 @@
 #include "output_file.hpp"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 
 namespace tool {
 namespace {
@@ -165,17 +166,18 @@ int matrix(const options &o) {
 
 } // namespace
 
-void add_acl_matrix(CLI::App &parent, action &chosen) {
+void add_acl_matrix(command parent, action &chosen) {
     const auto o = std::make_shared<options>();
-    CLI::App &command = *parent.add_subcommand("matrix", "Show who has which permission, as a table");
-    command.add_option("policy", o->policy, "ACL file")->required()->type_name("POLICY");
-    command.add_option("rolemap", o->role_map, "Role map file, for a policy that names roles")->type_name("ROLEMAP");
-    command.add_option("--format", o->format, "table, csv (RFC 4180), json, or html (one file that needs no other)")
-        ->check(CLI::IsMember({"table", "csv", "json", "html"}))
-        ->type_name("FORMAT");
-    command.add_option("-o,--out", o->out, "File for the table, replaced as a whole")->type_name("OUT");
-    command.add_option("--permissions", o->permissions, "Permission names and generic map")->type_name("FILE");
-    command.callback([o, &chosen] { chosen = [o] { return matrix(*o); }; });
+    const command matrix_command = parent.add("matrix", "Show who has which permission, as a table");
+    matrix_command.positional("policy", o->policy, "POLICY", "ACL file").required();
+    matrix_command.positional("rolemap", o->role_map, "ROLEMAP", "Role map file, for a policy that names roles");
+    matrix_command
+        .option("--format", o->format, "FORMAT",
+                "table, csv (RFC 4180), json, or html (one file that needs no other)")
+        .one_of({"table", "csv", "json", "html"});
+    matrix_command.option("-o,--out", o->out, "OUT", "File for the table, replaced as a whole");
+    matrix_command.option("--permissions", o->permissions, "FILE", "Permission names and generic map");
+    matrix_command.runs([o] { return matrix(*o); }, chosen);
 }
 
 } // namespace tool

@@ -1,6 +1,8 @@
 // tbs acl show: the entries of an ACL file as the library understands them.
 #include "acl_list.hpp"
 
+#include <nlohmann/json.hpp>
+
 namespace tool {
 namespace {
 
@@ -39,13 +41,13 @@ int show(const options &o) {
 
 } // namespace
 
-void add_acl_show(CLI::App &parent, action &chosen) {
+void add_acl_show(command parent, action &chosen) {
     const auto o = std::make_shared<options>();
-    CLI::App &command = *parent.add_subcommand("show", "Show the entries of an ACL file");
-    command.add_option("file", o->file, "ACL file")->required()->type_name("FILE");
-    o->acl.add_to(command);
-    o->acl.add_encoded_to(command);
-    command.callback([o, &chosen] { chosen = [o] { return show(*o); }; });
+    const command show_command = parent.add("show", "Show the entries of an ACL file");
+    show_command.positional("file", o->file, "FILE", "ACL file").required();
+    o->acl.add_to(show_command);
+    o->acl.add_encoded_to(show_command);
+    show_command.runs([o] { return show(*o); }, chosen);
 }
 
 } // namespace tool

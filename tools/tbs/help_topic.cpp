@@ -4,6 +4,8 @@
 #include "lib/tbs/internal/help_command.hpp"
 #include "output.hpp"
 
+#include <nlohmann/json.hpp>
+
 namespace tool {
 namespace {
 
@@ -44,15 +46,16 @@ int open(const options &o) {
 
 } // namespace
 
-void add_help_topic(CLI::App &parent, action &chosen) {
+void add_help_topic(command parent, action &chosen) {
     const auto o = std::make_shared<options>();
-    CLI::App &command = *parent.add_subcommand("help-topic", "Open the graphical help at a topic");
-    command.add_option("topic", o->topic, "Keyword, or path of a document")->required()->type_name("TOPIC");
-    command.add_flag("--script", o->script, "Start the topic script instead of the viewer");
-    command.add_flag("--dry-run", o->dry_run, "Show the command, start nothing");
-    command.add_flag("--json", o->as_json, "Answer in JSON");
-    command.footer("Keywords: CONTENTS, TUTORIAL, ABOUT_VOBS, ABOUT_VIEWS, ABOUT_PROJECTS, ABOUT_BASECC, ABOUT_UCM.");
-    command.callback([o, &chosen] { chosen = [o] { return open(*o); }; });
+    const command help_topic_command = parent.add("help-topic", "Open the graphical help at a topic");
+    help_topic_command.positional("topic", o->topic, "TOPIC", "Keyword, or path of a document").required();
+    help_topic_command.flag("--script", o->script, "Start the topic script instead of the viewer");
+    help_topic_command.flag("--dry-run", o->dry_run, "Show the command, start nothing");
+    help_topic_command.flag("--json", o->as_json, "Answer in JSON");
+    help_topic_command.footer(
+        "Keywords: CONTENTS, TUTORIAL, ABOUT_VOBS, ABOUT_VIEWS, ABOUT_PROJECTS, ABOUT_BASECC, ABOUT_UCM.");
+    help_topic_command.runs([o] { return open(*o); }, chosen);
 }
 
 } // namespace tool

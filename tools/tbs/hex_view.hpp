@@ -11,6 +11,7 @@
 #include "output.hpp"
 
 #include <functional>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <span>
 #include <string>

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <new>
 #include <optional>
+#include <string>
+#include <string_view>
 
 namespace tool {
 namespace {
@@ -14,26 +16,12 @@ bool wants_json(int argc, char **argv) {
     return std::any_of(argv + 1, argv + argc, [](const char *word) { return std::string_view(word) == "--json"; });
 }
 
-CLI::App &add_acl(CLI::App &app) {
-    CLI::App &acl = *app.add_subcommand("acl", "Show, check, compare, encode and apply ACL files");
-    acl.require_subcommand(1);
-    return acl;
-}
-
-CLI::App &add_rolemap(CLI::App &app) {
-    CLI::App &rolemap = *app.add_subcommand("rolemap", "Show, check and change role map files");
-    rolemap.require_subcommand(1);
-    return rolemap;
-}
-
 // Runs what the command line says; the message of a failure goes where answers go.
 class program {
 public:
-    program() : app_("Inspect access control lists, statuses and messages.", "tbs") {
-        app_.set_version_flag("--version", version, "Show the version and end");
-        app_.require_subcommand(1);
-        app_.get_formatter()->column_width(28);
-        CLI::App &acl = add_acl(app_);
+    program() : line_("tbs", "Inspect access control lists, statuses and messages.", version) {
+        const command top = line_.top();
+        const command acl = top.add_group("acl", "Show, check, compare, encode and apply ACL files");
         add_acl_show(acl, chosen_);
         add_acl_check(acl, chosen_);
         add_acl_diff(acl, chosen_);
@@ -42,40 +30,31 @@ public:
         add_acl_effective(acl, chosen_);
         add_acl_matrix(acl, chosen_);
         add_acl_apply(acl, chosen_);
-        CLI::App &rolemap = add_rolemap(app_);
+        const command rolemap = top.add_group("rolemap", "Show, check and change role map files");
         add_rolemap_show(rolemap, chosen_);
         add_rolemap_graph(rolemap, chosen_);
         add_rolemap_check(rolemap, chosen_);
         add_rolemap_edits(rolemap, chosen_);
-        add_uuid(app_, chosen_);
-        add_product(app_, chosen_);
-        add_profile(app_, chosen_);
-        add_mgr(app_, chosen_);
-        add_registry(app_, chosen_);
-        add_help_topic(app_, chosen_);
-        add_whoami(app_, chosen_);
-        add_status(app_, chosen_);
-        add_msg(app_, chosen_);
-        app_.footer("Exit status: 0 granted or done, 1 denied or not found, 2 usage or bad input.\n"
-                    "\"tbs COMMAND --help\" describes a command.");
+        add_uuid(top, chosen_);
+        add_product(top, chosen_);
+        add_profile(top, chosen_);
+        add_mgr(top, chosen_);
+        add_registry(top, chosen_);
+        add_help_topic(top, chosen_);
+        add_whoami(top, chosen_);
+        add_status(top, chosen_);
+        add_msg(top, chosen_);
+        top.footer("Exit status: 0 granted or done, 1 denied or not found, 2 usage or bad input.\n"
+                   "\"tbs COMMAND --help\" describes a command.");
     }
 
     int run(int argc, char **argv) {
-        try {
-            app_.parse(argc, argv);
-        } catch (const CLI::Success &asked) { // help or version
-            return app_.exit(asked);
-        } catch (const CLI::ParseError &error) {
-            std::string text = error.what();
-            std::replace(text.begin(), text.end(), '\n', ' ');
-            while (text.ends_with('.') || text.ends_with(' ')) text.pop_back();
-            throw failure(text, "Run \"tbs --help\", or --help behind the command.");
-        }
+        if (const std::optional<int> shown = line_.parse(argc, argv)) return *shown;
         return chosen_();
     }
 
 private:
-    CLI::App app_;
+    command_line line_;
     action chosen_;
 };
 

@@ -5,6 +5,7 @@
 #include "tbs/tbs_status.h"
 
 #include <memory>
+#include <nlohmann/json.hpp>
 
 namespace tool {
 namespace {
@@ -60,7 +61,9 @@ int supports(const options &o) {
     return result;
 }
 
-int invoke(options o) {
+// `remaining` are arguments of the operation that the tool itself did not take.
+int invoke(options o, const std::vector<std::string> &remaining) {
+    o.arguments.insert(o.arguments.end(), remaining.begin(), remaining.end());
     std::vector<char *> vector = {nullptr};
     for (std::string &argument : o.arguments) vector.push_back(argument.data());
     vector.push_back(nullptr);
@@ -75,38 +78,34 @@ int invoke(options o) {
     return exit_status;
 }
 
-void add_names(CLI::App &command, options &o) {
-    command.add_option("manager", o.manager, "Type manager")->required()->type_name("MANAGER");
-    command.add_option("operation", o.operation, "Operation, as create_version")->required()->type_name("OPERATION");
+void add_names(command target, options &o) {
+    target.positional("manager", o.manager, "MANAGER", "Type manager").required();
+    target.positional("operation", o.operation, "OPERATION", "Operation, as create_version").required();
 }
 
 } // namespace
 
-void add_mgr(CLI::App &parent, action &chosen) {
+void add_mgr(command parent, action &chosen) {
     const auto o = std::make_shared<options>();
-    CLI::App &mgr = *parent.add_subcommand("mgr", "List type managers, run their operations");
-    mgr.require_subcommand(1);
+    const command mgr = parent.add_group("mgr", "List type managers, run their operations");
 
-    CLI::App &list_command = *mgr.add_subcommand("list", "List the managers of this host");
-    list_command.add_flag("--json", o->as_json, "Answer in JSON");
-    list_command.callback([o, &chosen] { chosen = [o] { return list(*o); }; });
+    const command list_command = mgr.add("list", "List the managers of this host");
+    list_command.flag("--json", o->as_json, "Answer in JSON");
+    list_command.runs([o] { return list(*o); }, chosen);
 
-    CLI::App &supports_command = *mgr.add_subcommand("supports", "Tell whether a manager has an operation");
+    const command supports_command = mgr.add("supports", "Tell whether a manager has an operation");
     add_names(supports_command, *o);
-    supports_command.add_flag("--json", o->as_json, "Answer in JSON");
+    supports_command.flag("--json", o->as_json, "Answer in JSON");
     supports_command.footer("Exit status: 0 it has, 1 it has not, 2 bad input.");
-    supports_command.callback([o, &chosen] { chosen = [o] { return supports(*o); }; });
+    supports_command.runs([o] { return supports(*o); }, chosen);
 
-    CLI::App &invoke_command = *mgr.add_subcommand("invoke", "Run an operation of a manager");
+    const command invoke_command = mgr.add("invoke", "Run an operation of a manager");
     add_names(invoke_command, *o);
-    invoke_command.add_option("arguments", o->arguments, "Arguments of the operation")->type_name("ARGUMENT");
-    invoke_command.prefix_command();
+    invoke_command.positional("arguments", o->arguments, "ARGUMENT", "Arguments of the operation");
+    invoke_command.keep_remaining();
     invoke_command.footer(
         "What follows the operation is its own. Exit status: the operation's; 2 when it was not run.");
-    invoke_command.callback([o, &chosen, &invoke_command] {
-        for (const std::string &more : invoke_command.remaining()) o->arguments.push_back(more);
-        chosen = [o] { return invoke(*o); };
-    });
+    invoke_command.runs([o, invoke_command] { return invoke(*o, invoke_command.remaining()); }, chosen);
 }
 
 } // namespace tool

@@ -3,6 +3,7 @@
 #include "tbs/tbs_msg.h"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 #include <optional>
 
 namespace tool {
@@ -89,15 +90,15 @@ int msg(const options &o) {
 
 } // namespace
 
-void add_msg(CLI::App &parent, action &chosen) {
+void add_msg(command parent, action &chosen) {
     const auto o = std::make_shared<options>();
-    CLI::App &command = *parent.add_subcommand("msg", "Show messages: index, published number, text");
-    command.add_option("table", o->table, "tbs, tbs_acl, tbs_notify or cmsg")->required()->type_name("TABLE");
-    auto *index = command.add_option("index", o->index, "Index of one message, from 0")->type_name("INDEX");
-    command.add_option("--number", o->number, "Published number of one message")->type_name("N")->excludes(index);
-    command.add_flag("--json", o->as_json, "Answer in JSON");
-    command.footer("Exit status: 0 found, 1 there is no such message, 2 bad input.");
-    command.callback([o, &chosen] { chosen = [o] { return msg(*o); }; });
+    const command msg_command = parent.add("msg", "Show messages: index, published number, text");
+    msg_command.positional("table", o->table, "TABLE", "tbs, tbs_acl, tbs_notify or cmsg").required();
+    const argument index = msg_command.positional("index", o->index, "INDEX", "Index of one message, from 0");
+    msg_command.option("--number", o->number, "N", "Published number of one message").excludes(index);
+    msg_command.flag("--json", o->as_json, "Answer in JSON");
+    msg_command.footer("Exit status: 0 found, 1 there is no such message, 2 bad input.");
+    msg_command.runs([o] { return msg(*o); }, chosen);
 }
 
 } // namespace tool

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 namespace tool {
 namespace {
@@ -92,6 +93,9 @@ void message_collector::take(void *context, int severity, const char *module, co
         std::fputs(text, stderr); // no memory to keep it: better on the other stream than lost
     }
 }
+
+partial_failure::partial_failure(const failure &why, json answer)
+    : failure(why), answer_(std::make_shared<const json>(std::move(answer))) {}
 
 void report_text(const failure &error) {
     const std::string place = where(error);

@@ -8,7 +8,8 @@
 #include "ks/ks_imsg.h"
 #include "tool.hpp"
 
-#include <nlohmann/json.hpp>
+#include <memory>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -16,7 +17,7 @@
 
 namespace tool {
 
-// Keys in the order in which they are written.
+// Keys in the order in which they are written. Who makes a value includes <nlohmann/json.hpp>.
 using json = nlohmann::ordered_json;
 
 // Columns that lines are wrapped to.
@@ -77,11 +78,11 @@ private:
 // A failure behind the beginning of an answer, which a JSON report holds too.
 class partial_failure : public failure {
 public:
-    partial_failure(const failure &why, json answer) : failure(why), answer_(std::move(answer)) {}
-    [[nodiscard]] const json &answer() const noexcept { return answer_; }
+    partial_failure(const failure &why, json answer);
+    [[nodiscard]] const json &answer() const noexcept { return *answer_; }
 
 private:
-    json answer_;
+    std::shared_ptr<const json> answer_;
 };
 
 // Reports a failure as text on standard error, or as a JSON object on standard output with what the libraries said.

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <nlohmann/json.hpp>
 #include <optional>
 
 namespace tool {
@@ -103,12 +104,12 @@ int show_all(const options &o) {
 
 } // namespace
 
-void add_product(CLI::App &parent, action &chosen) {
+void add_product(command parent, action &chosen) {
     const auto o = std::make_shared<options>();
-    CLI::App &command = *parent.add_subcommand("product", "Show the product's version and directories");
-    command.add_option("directory", o->directory, "Show this directory only")->type_name("NAME");
-    command.add_flag("--json", o->as_json, "Answer in JSON");
-    command.callback([o, &chosen] { chosen = [o] { return o->directory ? show_directory(*o) : show_all(*o); }; });
+    const command product_command = parent.add("product", "Show the product's version and directories");
+    product_command.positional("directory", o->directory, "NAME", "Show this directory only");
+    product_command.flag("--json", o->as_json, "Answer in JSON");
+    product_command.runs([o] { return o->directory ? show_directory(*o) : show_all(*o); }, chosen);
 }
 
 } // namespace tool

@@ -3,6 +3,8 @@
 
 #include "output.hpp"
 
+#include <nlohmann/json.hpp>
+
 namespace tool {
 namespace {
 
@@ -34,18 +36,16 @@ int get(const options &o) {
 
 } // namespace
 
-void add_profile(CLI::App &parent, action &chosen) {
+void add_profile(command parent, action &chosen) {
     const auto o = std::make_shared<options>();
-    CLI::App &profile = *parent.add_subcommand("profile", "Look up a user's defaults");
-    profile.require_subcommand(1);
-    CLI::App &command =
-        *profile.add_subcommand("get", "Show the first default of a command that has one of the names");
-    command.add_option("command", o->command, "Command")->required()->type_name("COMMAND");
-    command.add_option("names", o->names, "What is set")->required()->type_name("NAME");
-    command.add_flag("--json", o->as_json, "Answer in JSON");
-    command.footer("The file is TESSIVANE_PROFILE, else .tessivane_profile in the home directory.\n"
-                   "Exit status: 0 found, 1 not found or no profile, 2 bad input.");
-    command.callback([o, &chosen] { chosen = [o] { return get(*o); }; });
+    const command profile = parent.add_group("profile", "Look up a user's defaults");
+    const command get_command = profile.add("get", "Show the first default of a command that has one of the names");
+    get_command.positional("command", o->command, "COMMAND", "Command").required();
+    get_command.positional("names", o->names, "NAME", "What is set").required();
+    get_command.flag("--json", o->as_json, "Answer in JSON");
+    get_command.footer("The file is TESSIVANE_PROFILE, else .tessivane_profile in the home directory.\n"
+                       "Exit status: 0 found, 1 not found or no profile, 2 bad input.");
+    get_command.runs([o] { return get(*o); }, chosen);
 }
 
 } // namespace tool

@@ -7,6 +7,7 @@
 #include <charconv>
 #include <cstring>
 #include <iterator>
+#include <nlohmann/json.hpp>
 #include <optional>
 
 namespace tool {
@@ -244,66 +245,60 @@ int export_settings(const options &o) {
 
 // ---- the command line
 
-CLI::App &add_command(CLI::App &registry, const char *name, const char *purpose, options &o) {
-    CLI::App &command = *registry.add_subcommand(name, purpose);
-    command.add_flag("--json", o.as_json, "Answer in JSON");
-    return command;
+command add_command(command registry, const char *name, const char *purpose, options &o) {
+    const command added = registry.add(name, purpose);
+    added.flag("--json", o.as_json, "Answer in JSON");
+    return added;
 }
-void add_key_option(CLI::App &command, options &o, bool required) {
-    command.add_option("key", o.key, "Key below HKEY_LOCAL_MACHINE, as SOFTWARE\\Tessivane")
-        ->required(required)
-        ->type_name("KEY");
+void add_key_option(command target, options &o, bool required) {
+    target.positional("key", o.key, "KEY", "Key below HKEY_LOCAL_MACHINE, as SOFTWARE\\Tessivane").required(required);
 }
-void add_name_option(CLI::App &command, options &o, bool required) {
-    command.add_option("name", o.name, "Value; without one the key's default value")
-        ->required(required)
-        ->type_name("NAME");
+void add_name_option(command target, options &o, bool required) {
+    target.positional("name", o.name, "NAME", "Value; without one the key's default value").required(required);
 }
 
 } // namespace
 
-void add_registry(CLI::App &parent, action &chosen) {
+void add_registry(command parent, action &chosen) {
     const auto o = std::make_shared<options>();
-    CLI::App &registry = *parent.add_subcommand("registry", "Read and change the settings of this host");
-    registry.require_subcommand(1);
-    const auto run = [o, &chosen](CLI::App &command, int (*function)(const options &)) {
-        command.callback([o, &chosen, function] { chosen = [o, function] { return function(*o); }; });
+    const command registry = parent.add_group("registry", "Read and change the settings of this host");
+    const auto run = [o, &chosen](command target, int (*function)(const options &)) {
+        target.runs([o, function] { return function(*o); }, chosen);
     };
 
-    CLI::App &get_command = add_command(registry, "get", "Show a value", *o);
+    const command get_command = add_command(registry, "get", "Show a value", *o);
     add_key_option(get_command, *o, true);
     add_name_option(get_command, *o, false);
     get_command.footer("Exit status: 0 shown, 1 there is none, 2 bad input or registry.");
     run(get_command, get);
 
-    CLI::App &set_command = add_command(registry, "set", "Set a value", *o);
+    const command set_command = add_command(registry, "set", "Set a value", *o);
     add_key_option(set_command, *o, true);
     add_name_option(set_command, *o, true);
-    set_command.add_option("value", o->values, "Text, number, bytes as hexadecimal digits, or texts of a list")
-        ->required()
-        ->type_name("VALUE");
-    set_command.add_option("--type", o->type, "sz, expand, dword, qword, binary, none or multi")
-        ->check(CLI::IsMember({"none", "sz", "expand", "binary", "dword", "multi", "qword"}))
-        ->type_name("TYPE");
+    set_command
+        .positional("value", o->values, "VALUE", "Text, number, bytes as hexadecimal digits, or texts of a list")
+        .required();
+    set_command.option("--type", o->type, "TYPE", "sz, expand, dword, qword, binary, none or multi")
+        .one_of({"none", "sz", "expand", "binary", "dword", "multi", "qword"});
     run(set_command, set);
 
-    CLI::App &list_command = add_command(registry, "list", "List the keys and values of a key", *o);
+    const command list_command = add_command(registry, "list", "List the keys and values of a key", *o);
     add_key_option(list_command, *o, false);
     run(list_command, list);
 
-    CLI::App &delete_command = add_command(registry, "delete", "Delete a value, or a key with all below it", *o);
+    const command delete_command = add_command(registry, "delete", "Delete a value, or a key with all below it", *o);
     add_key_option(delete_command, *o, true);
     add_name_option(delete_command, *o, false);
-    delete_command.add_flag("--key", o->whole_key, "Delete the key itself");
+    delete_command.flag("--key", o->whole_key, "Delete the key itself");
     run(delete_command, remove);
 
-    CLI::App &import_command =
+    const command import_command =
         add_command(registry, "import", "Take over exported settings, all of a file or nothing", *o);
-    import_command.add_option("file", o->file, "File of exported settings (.reg)")->required()->type_name("FILE");
+    import_command.positional("file", o->file, "FILE", "File of exported settings (.reg)").required();
     run(import_command, import);
 
-    CLI::App &export_command = add_command(registry, "export", "Write settings as other hosts read them", *o);
-    export_command.add_option("file", o->file, "File to write, replaced as a whole")->required()->type_name("FILE");
+    const command export_command = add_command(registry, "export", "Write settings as other hosts read them", *o);
+    export_command.positional("file", o->file, "FILE", "File to write, replaced as a whole").required();
     add_key_option(export_command, *o, false);
     run(export_command, export_settings);
 }

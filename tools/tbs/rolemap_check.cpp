@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <new>
+#include <nlohmann/json.hpp>
 
 namespace tool {
 namespace {
@@ -181,15 +182,16 @@ int check(const options &o) {
 
 } // namespace
 
-void add_rolemap_check(CLI::App &parent, action &chosen) {
+void add_rolemap_check(command parent, action &chosen) {
     const auto o = std::make_shared<options>();
-    CLI::App &command = *parent.add_subcommand("check", "Look for mistakes in a role map file");
-    command.add_option("file", o->file, "Role map file")->required()->type_name("FILE");
-    command.add_flag("--strict", o->strict, "Let warnings count as errors");
-    command.add_flag("--json", o->as_json, "Answer in JSON");
-    command.footer("Errors: bad lines, unknown accounts. Warnings: loops, roles that nobody holds, repeated lines.\n"
-                   "Exit status: 0 the map can be read, 1 it has errors, 2 the file is no text or cannot be read.");
-    command.callback([o, &chosen] { chosen = [o] { return check(*o); }; });
+    const command check_command = parent.add("check", "Look for mistakes in a role map file");
+    check_command.positional("file", o->file, "FILE", "Role map file").required();
+    check_command.flag("--strict", o->strict, "Let warnings count as errors");
+    check_command.flag("--json", o->as_json, "Answer in JSON");
+    check_command.footer(
+        "Errors: bad lines, unknown accounts. Warnings: loops, roles that nobody holds, repeated lines.\n"
+        "Exit status: 0 the map can be read, 1 it has errors, 2 the file is no text or cannot be read.");
+    check_command.runs([o] { return check(*o); }, chosen);
 }
 
 } // namespace tool

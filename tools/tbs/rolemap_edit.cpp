@@ -4,6 +4,7 @@
 #include "tbs/tbs_status.h"
 
 #include <new>
+#include <nlohmann/json.hpp>
 #include <optional>
 
 namespace tool {
@@ -82,21 +83,21 @@ int run(const options &o, const edit &what) {
 
 } // namespace
 
-void add_rolemap_edits(CLI::App &parent, action &chosen) {
+void add_rolemap_edits(command parent, action &chosen) {
     for (const edit &what : edits) {
         const auto o = std::make_shared<options>();
-        CLI::App &command = *parent.add_subcommand(what.name, what.description);
-        command.add_option("file", o->file, "Role map file")->required()->type_name("FILE");
-        command.add_option("role", o->role, "Role, as reviewer or Role:reviewer")->required()->type_name("ROLE");
-        command.add_option("id", o->id, "Identity, as User:DOMAIN\\name")->required()->type_name("ID");
+        const command edit_command = parent.add(what.name, what.description);
+        edit_command.positional("file", o->file, "FILE", "Role map file").required();
+        edit_command.positional("role", o->role, "ROLE", "Role, as reviewer or Role:reviewer").required();
+        edit_command.positional("id", o->id, "ID", "Identity, as User:DOMAIN\\name").required();
         if (what.has_replacement) {
-            command.add_option("new", o->new_id, "Identity in its place")->required()->type_name("NEW");
+            edit_command.positional("new", o->new_id, "NEW", "Identity in its place").required();
         }
-        command.add_option("-o,--output", o->output, "Write the map there, and leave FILE alone")->type_name("OUT");
-        command.add_flag("--json", o->as_json, "Answer in JSON");
-        command.footer("The file is replaced in one step or not at all. It is written anew: comments are lost.\n"
-                       "Exit status: 0 done or unchanged, 1 the role does not hold ID, 2 bad input.");
-        command.callback([o, &what, &chosen] { chosen = [o, &what] { return run(*o, what); }; });
+        edit_command.option("-o,--output", o->output, "OUT", "Write the map there, and leave FILE alone");
+        edit_command.flag("--json", o->as_json, "Answer in JSON");
+        edit_command.footer("The file is replaced in one step or not at all. It is written anew: comments are lost.\n"
+                            "Exit status: 0 done or unchanged, 1 the role does not hold ID, 2 bad input.");
+        edit_command.runs([o, &what] { return run(*o, what); }, chosen);
     }
 }
 

@@ -1,13 +1,9 @@
 // tbs rolemap graph: a role map as a picture.
-#include "byte_file.hpp"
-#include "ks/ks_imsg.h"
-#include "ks/ks_process.h"
+#include "dot_picture.hpp"
 #include "output_file.hpp"
 #include "role_map.hpp"
 
-#include <cstdlib>
 #include <set>
-#include <unistd.h>
 
 namespace tool {
 namespace {
@@ -16,17 +12,6 @@ struct options {
     std::string file, format = "dot";
     std::optional<std::string> out;
 };
-
-// ---- DOT
-
-std::string dot_text(std::string_view text) {
-    std::string all = "\"";
-    for (const char c : text) {
-        if (c == '"' || c == '\\') all += '\\';
-        all += c;
-    }
-    return all + '"';
-}
 
 // How a node looks, by its kind.
 const char *look_of(const role_graph::node &node) {
@@ -41,9 +26,7 @@ const char *look_of(const role_graph::node &node) {
 std::string dot_of(const role_graph &graph, const std::string &title) {
     std::set<size_t> looped;
     for (const std::vector<size_t> &loop : graph.loops()) looped.insert(loop.begin(), loop.end());
-    std::string text = "digraph " + dot_text(title) +
-                       " {\n    rankdir=LR;\n    node [fontname=\"sans-serif\", fontsize=11];\n"
-                       "    edge [color=\"#555555\"];\n";
+    std::string text = dot_begin(title);
     const std::vector<role_graph::node> &nodes = graph.nodes();
     for (size_t i = 0; i < nodes.size(); i++) {
         text += "    n" + std::to_string(i) + " [label=" + dot_text(nodes[i].text) + ", " + look_of(nodes[i]) +
@@ -58,40 +41,6 @@ std::string dot_of(const role_graph &graph, const std::string &title) {
     return text + "}\n";
 }
 
-// ---- SVG
-
-// Path of a program on the search path; "" when it is not there.
-std::string find_program(const std::string &name) {
-    const char *variable = std::getenv("PATH");
-    const std::string path = variable ? variable : "/usr/bin:/bin";
-    for (size_t at = 0; at <= path.size();) {
-        const size_t end = std::min(path.find(':', at), path.size());
-        std::string candidate = path.substr(at, end - at) + '/' + name;
-        if (end > at && access(candidate.c_str(), X_OK) == 0) return candidate;
-        at = end + 1;
-    }
-    return "";
-}
-
-std::string svg_of(const std::string &dot) {
-    std::string program = find_program("dot"), name = "dot", to_svg = "-Tsvg", to = "-o";
-    if (program.empty()) {
-        throw failure("SVG is drawn by the program \"dot\", which is not there",
-                      "Install the package graphviz, or take --format dot.");
-    }
-    const scratch_file source(dot), drawn("");
-    std::string from_path = source.path(), to_path = drawn.path();
-    char *arguments[] = {name.data(), to_svg.data(), to.data(), to_path.data(), from_path.data(), nullptr};
-    int exit_status = 0;
-    const int error = sysutl_invokev_redirect(program.c_str(), arguments, &exit_status);
-    if (error != 0 || exit_status != 0) {
-        const std::string why = error ? imsg_strerror(error) : "exit status " + std::to_string(exit_status);
-        throw failure("the program \"" + program + "\" drew nothing: " + why, "Take --format dot.");
-    }
-    const bytes content = read_bytes(drawn.path());
-    return {content.begin(), content.end()};
-}
-
 int graph(const options &o) {
     const owned_role_map map = read_role_map(o.file);
     const std::string dot = dot_of(role_graph(map.get()), o.file);
@@ -101,15 +50,14 @@ int graph(const options &o) {
 
 } // namespace
 
-void add_rolemap_graph(CLI::App &parent, action &chosen) {
+void add_rolemap_graph(command parent, action &chosen) {
     const auto o = std::make_shared<options>();
-    CLI::App &command = *parent.add_subcommand("graph", "Draw roles and those who hold them; loops are red");
-    command.add_option("file", o->file, "Role map file")->required()->type_name("FILE");
-    command.add_option("--format", o->format, "dot (Graphviz) or svg, which needs the program dot")
-        ->check(CLI::IsMember({"dot", "svg"}))
-        ->type_name("FORMAT");
-    command.add_option("-o,--out", o->out, "File for the picture, replaced as a whole")->type_name("OUT");
-    command.callback([o, &chosen] { chosen = [o] { return graph(*o); }; });
+    const command graph_command = parent.add("graph", "Draw roles and those who hold them; loops are red");
+    graph_command.positional("file", o->file, "FILE", "Role map file").required();
+    graph_command.option("--format", o->format, "FORMAT", "dot (Graphviz) or svg, which needs the program dot")
+        .one_of({"dot", "svg"});
+    graph_command.option("-o,--out", o->out, "OUT", "File for the picture, replaced as a whole");
+    graph_command.runs([o] { return graph(*o); }, chosen);
 }
 
 } // namespace tool

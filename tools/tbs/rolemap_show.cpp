@@ -3,6 +3,7 @@
 #include "role_map.hpp"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 
 namespace tool {
 namespace {
@@ -57,12 +58,12 @@ int show(const options &o) {
 
 } // namespace
 
-void add_rolemap_show(CLI::App &parent, action &chosen) {
+void add_rolemap_show(command parent, action &chosen) {
     const auto o = std::make_shared<options>();
-    CLI::App &command = *parent.add_subcommand("show", "Show who holds which role");
-    command.add_option("file", o->file, "Role map file")->required()->type_name("FILE");
-    command.add_flag("--json", o->as_json, "Answer in JSON");
-    command.callback([o, &chosen] { chosen = [o] { return show(*o); }; });
+    const command show_command = parent.add("show", "Show who holds which role");
+    show_command.positional("file", o->file, "FILE", "Role map file").required();
+    show_command.flag("--json", o->as_json, "Answer in JSON");
+    show_command.runs([o] { return show(*o); }, chosen);
 }
 
 } // namespace tool

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <nlohmann/json.hpp>
 #include <optional>
 
 namespace tool {
@@ -94,13 +95,13 @@ int status(const options &o) {
 
 } // namespace
 
-void add_status(CLI::App &parent, action &chosen) {
+void add_status(command parent, action &chosen) {
     const auto o = std::make_shared<options>();
-    CLI::App &command = *parent.add_subcommand("status", "Explain statuses: number, symbol, text, errno");
-    command.add_option("codes", o->codes, "Numbers or symbols, as 1072 or EINVAL")->required()->type_name("CODE");
-    command.add_flag("--json", o->as_json, "Answer in JSON");
-    command.footer("Exit status: 0 all are assigned, 1 one is not, 2 bad input.");
-    command.callback([o, &chosen] { chosen = [o] { return status(*o); }; });
+    const command status_command = parent.add("status", "Explain statuses: number, symbol, text, errno");
+    status_command.positional("codes", o->codes, "CODE", "Numbers or symbols, as 1072 or EINVAL").required();
+    status_command.flag("--json", o->as_json, "Answer in JSON");
+    status_command.footer("Exit status: 0 all are assigned, 1 one is not, 2 bad input.");
+    status_command.runs([o] { return status(*o); }, chosen);
 }
 
 } // namespace tool

@@ -2,10 +2,10 @@
 #ifndef TOOLS_TBS_TOOL_HPP
 #define TOOLS_TBS_TOOL_HPP
 
-#include <CLI/CLI.hpp>
+#include "command.hpp"
+
 #include <cstddef>
 #include <exception>
-#include <functional>
 #include <string>
 #include <utility>
 
@@ -33,31 +33,28 @@ private:
     std::string text_, remedy_;
 };
 
-// What parsing the command line chose; gives the exit status. Throws failure.
-using action = std::function<int()>;
-
 // Each adds its sub-command to `parent`; parsing it stores what is to be done in `chosen`.
-void add_acl_show(CLI::App &parent, action &chosen);
-void add_acl_check(CLI::App &parent, action &chosen);
-void add_acl_diff(CLI::App &parent, action &chosen);
-void add_acl_encode(CLI::App &parent, action &chosen);
-void add_acl_decode(CLI::App &parent, action &chosen);
-void add_acl_effective(CLI::App &parent, action &chosen);
-void add_acl_matrix(CLI::App &parent, action &chosen);
-void add_acl_apply(CLI::App &parent, action &chosen);
-void add_rolemap_show(CLI::App &parent, action &chosen);
-void add_rolemap_graph(CLI::App &parent, action &chosen);
-void add_rolemap_check(CLI::App &parent, action &chosen);
-void add_rolemap_edits(CLI::App &parent, action &chosen); // add, remove, replace
-void add_uuid(CLI::App &parent, action &chosen);
-void add_product(CLI::App &parent, action &chosen);
-void add_profile(CLI::App &parent, action &chosen);
-void add_mgr(CLI::App &parent, action &chosen);
-void add_registry(CLI::App &parent, action &chosen);
-void add_help_topic(CLI::App &parent, action &chosen);
-void add_whoami(CLI::App &parent, action &chosen);
-void add_status(CLI::App &parent, action &chosen);
-void add_msg(CLI::App &parent, action &chosen);
+void add_acl_show(command parent, action &chosen);
+void add_acl_check(command parent, action &chosen);
+void add_acl_diff(command parent, action &chosen);
+void add_acl_encode(command parent, action &chosen);
+void add_acl_decode(command parent, action &chosen);
+void add_acl_effective(command parent, action &chosen);
+void add_acl_matrix(command parent, action &chosen);
+void add_acl_apply(command parent, action &chosen);
+void add_rolemap_show(command parent, action &chosen);
+void add_rolemap_graph(command parent, action &chosen);
+void add_rolemap_check(command parent, action &chosen);
+void add_rolemap_edits(command parent, action &chosen); // add, remove, replace
+void add_uuid(command parent, action &chosen);
+void add_product(command parent, action &chosen);
+void add_profile(command parent, action &chosen);
+void add_mgr(command parent, action &chosen);
+void add_registry(command parent, action &chosen);
+void add_help_topic(command parent, action &chosen);
+void add_whoami(command parent, action &chosen);
+void add_status(command parent, action &chosen);
+void add_msg(command parent, action &chosen);
 
 // Owns an object of the libraries. Free takes the address of the variable, as all free functions do.
 template <class T, auto Free> class owned {

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdio>
 #include <ctime>
+#include <nlohmann/json.hpp>
 #include <utility>
 
 namespace tool {
@@ -163,37 +164,35 @@ int tell(const options &o, const char *name, std::string (*answer)(const tbs_uui
     return o.as_json ? finish(std::move(list), status) : status;
 }
 
-CLI::App &add_reader(CLI::App &uuid, const char *name, const char *purpose, options &o) {
-    CLI::App &command = *uuid.add_subcommand(name, purpose);
-    command.add_option("identifiers", o.texts, "Identifiers in either form; - for those on standard input")
-        ->required()
-        ->type_name("ID");
-    command.add_flag("--json", o.as_json, "Answer in JSON");
-    return command;
+command add_reader(command uuid, const char *name, const char *purpose, options &o) {
+    const command reader = uuid.add(name, purpose);
+    reader.positional("identifiers", o.texts, "ID", "Identifiers in either form; - for those on standard input")
+        .required();
+    reader.flag("--json", o.as_json, "Answer in JSON");
+    return reader;
 }
 
 } // namespace
 
-void add_uuid(CLI::App &parent, action &chosen) {
+void add_uuid(command parent, action &chosen) {
     const auto o = std::make_shared<options>();
-    CLI::App &uuid = *parent.add_subcommand("uuid", "Make identifiers and tell what they say");
-    uuid.require_subcommand(1);
+    const command uuid = parent.add_group("uuid", "Make identifiers and tell what they say");
 
-    CLI::App &new_ids = *uuid.add_subcommand("new", "Make random identifiers (RFC 4122, version 4)");
-    new_ids.add_option("-n,--count", o->count, "How many")->type_name("COUNT")->check(CLI::Range(1u, 1000000u));
-    new_ids.add_flag("--dense", o->dense, "Write 32 digits without separators");
-    new_ids.add_flag("--json", o->as_json, "Answer in JSON");
-    new_ids.callback([o, &chosen] { chosen = [o] { return make(*o); }; });
+    const command new_command = uuid.add("new", "Make random identifiers (RFC 4122, version 4)");
+    new_command.option("-n,--count", o->count, "COUNT", "How many").between(1, 1000000);
+    new_command.flag("--dense", o->dense, "Write 32 digits without separators");
+    new_command.flag("--json", o->as_json, "Answer in JSON");
+    new_command.runs([o] { return make(*o); }, chosen);
 
-    add_reader(uuid, "show", "Show both forms and all that is in them", *o).callback([o, &chosen] {
-        chosen = [o] { return show(*o); };
-    });
-    add_reader(uuid, "hash", "Tell the 32-bit hash that peers agree on", *o).callback([o, &chosen] {
-        chosen = [o] { return tell(*o, "hash", hash_of); };
-    });
-    CLI::App &time = add_reader(uuid, "time", "Tell when time-based identifiers were made", *o);
-    time.footer("Exit status: 0 told, 1 one was not made from the time, 2 bad input.");
-    time.callback([o, &chosen] { chosen = [o] { return tell(*o, "time", time_of); }; });
+    const command show_command = add_reader(uuid, "show", "Show both forms and all that is in them", *o);
+    show_command.runs([o] { return show(*o); }, chosen);
+
+    const command hash_command = add_reader(uuid, "hash", "Tell the 32-bit hash that peers agree on", *o);
+    hash_command.runs([o] { return tell(*o, "hash", hash_of); }, chosen);
+
+    const command time_command = add_reader(uuid, "time", "Tell when time-based identifiers were made", *o);
+    time_command.footer("Exit status: 0 told, 1 one was not made from the time, 2 bad input.");
+    time_command.runs([o] { return tell(*o, "time", time_of); }, chosen);
 }
 
 } // namespace tool

@@ -7,6 +7,7 @@
 #include <array>
 #include <charconv>
 #include <new>
+#include <nlohmann/json.hpp>
 
 namespace tool {
 namespace {

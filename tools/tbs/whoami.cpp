@@ -1,6 +1,8 @@
 // tbs whoami: the identities that this process asks with, and who knows them.
 #include "client.hpp"
 
+#include <nlohmann/json.hpp>
+
 namespace tool {
 namespace {
 
@@ -64,11 +66,11 @@ int whoami(bool as_json) {
 
 } // namespace
 
-void add_whoami(CLI::App &parent, action &chosen) {
+void add_whoami(command parent, action &chosen) {
     const auto as_json = std::make_shared<bool>(false);
-    CLI::App &command = *parent.add_subcommand("whoami", "Show who this process is: names, SIDs, who knows them");
-    command.add_flag("--json", *as_json, "Answer in JSON");
-    command.callback([as_json, &chosen] { chosen = [as_json] { return whoami(*as_json); }; });
+    const command whoami_command = parent.add("whoami", "Show who this process is: names, SIDs, who knows them");
+    whoami_command.flag("--json", *as_json, "Answer in JSON");
+    whoami_command.runs([as_json] { return whoami(*as_json); }, chosen);
 }
 
 } // namespace tool
