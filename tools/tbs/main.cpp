@@ -1,4 +1,5 @@
-// The inspection tool of liborsiktbs: decides requests by ACL files and shows statuses and messages.
+// The inspection tool of liborsiktbs: decides requests by ACL files, names the types of files, and shows what the
+// library's records and messages mean.
 #include "output.hpp"
 
 #include <algorithm>
@@ -19,7 +20,7 @@ bool wants_json(int argc, char **argv) {
 // Runs what the command line says; the message of a failure goes where answers go.
 class program {
 public:
-    program() : line_("tbs", "Inspect access control lists, statuses and messages.", version) {
+    program() : line_("tbs", "Inspect access control lists, types of files, statuses and messages.", version) {
         const command top = line_.top();
         const command acl = top.add_group("acl", "Show, check, compare, encode and apply ACL files");
         add_acl_show(acl, chosen_);
@@ -40,6 +41,10 @@ public:
         add_profile(top, chosen_);
         add_mgr(top, chosen_);
         add_registry(top, chosen_);
+        add_type(top, chosen_);
+        const command magic = top.add_group("magic", "Check and show the rules of file types");
+        add_magic_check(magic, chosen_);
+        add_magic_dump(magic, chosen_);
         add_help_topic(top, chosen_);
         add_whoami(top, chosen_);
         add_status(top, chosen_);

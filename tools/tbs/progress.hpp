@@ -2,6 +2,7 @@
 #ifndef TOOLS_TBS_PROGRESS_HPP
 #define TOOLS_TBS_PROGRESS_HPP
 
+#include <chrono>
 #include <cstddef>
 
 namespace tool {
@@ -16,10 +17,13 @@ public:
     progress_bar &operator=(const progress_bar &) = delete;
 
     // One more is done.
-    void advance();
+    void advance() { show_done(done_ + 1); }
+    // So many are done.
+    void show_done(size_t done);
 
 private:
     size_t total_, done_ = 0;
+    std::chrono::steady_clock::time_point began_ = std::chrono::steady_clock::now();
     size_t shown_ = static_cast<size_t>(-1); // per cent
     bool visible_;
 };
