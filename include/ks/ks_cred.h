@@ -270,6 +270,17 @@ KS_API int credutl_has_group_whole(const credutl_whole_credentials_t *whole, con
  */
 KS_API int credutl_has_group_sid(const credutl_sid_credentials_t *sids, const credutl_sid_t *sid) KS_NOEXCEPT;
 
+/**
+ * Gives the credentials of the calling thread: effective ids, supplementary groups.
+ *
+ * @param[out] sids_out  released with credutl_free_sid_credentials(); untouched on failure.
+ * @retval 0          made
+ * @retval KS_ENOMEM  no memory
+ * @retval KS_EINVAL  a pointer is NULL
+ * @retval KS_EIO     a source of accounts could not be asked
+ */
+KS_API int credutl_get_sid_credentials(credutl_sid_credentials_t **sids_out) KS_NOEXCEPT;
+
 /* ---- clients ------------------------------------------------------------------------------------------------- */
 
 /** Who asks: a handle whose credentials credutl_crack_client() extracts. */

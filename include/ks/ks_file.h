@@ -108,6 +108,15 @@ typedef struct fileutl_status {
  */
 KS_API int fileutl_stat(const char *path, int follow, fileutl_status_t *status_out) KS_NOEXCEPT;
 
+/**
+ * Tells whether a file is too large for the narrow forms of records, whose offsets are signed 32-bit numbers.
+ *
+ * @param offset  bytes up to a place in the file; its size when @p length is 0.
+ * @param length  bytes from there to the end.
+ * @return  1 when the end lies beyond 2147483647, else 0.
+ */
+KS_API int fileutl_chk_large_file_overflow(uint64_t offset, uint64_t length) KS_NOEXCEPT;
+
 /* ---- directories --------------------------------------------------------------------------------------------- */
 
 /**

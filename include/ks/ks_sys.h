@@ -1,5 +1,5 @@
 /*
- * ks_sys.h - system services: names of users and groups, the host.
+ * ks_sys.h - system services: names of users and groups, the host, the process.
  *
  * Every function may be called from any thread.
  */
@@ -72,6 +72,16 @@ KS_API int sysutl_myloginname(char *buffer, size_t size) KS_NOEXCEPT;
  * @return  0; KS_ENOENT for an unknown user, else as sysutl_myloginname().
  */
 KS_API int sysutl_get_homedir(const char *login, char *buffer, size_t size) KS_NOEXCEPT;
+
+/**
+ * Gives the file mode creation mask of the calling thread, which all threads of a process share unless one has left
+ * the others. The mask is read, not set and restored: files that other threads make meanwhile are safe.
+ *
+ * @param[out] mask_out  permission bits that new files do not get, at most 0777; untouched on failure.
+ * @return  0; KS_EINVAL for a NULL, KS_ENOSYS when the host does not tell it (Linux before 4.7), or the host's error
+ *          translated (no descriptor is left, /proc is not mounted).
+ */
+KS_API int sysutl_get_umask(uint32_t *mask_out) KS_NOEXCEPT;
 
 KS_END_C
 

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <utility>
 
 // One of the two forms is set.
 struct credutl_client {
@@ -84,40 +85,53 @@ int add_gids(group_list &groups, std::span<const uint32_t> gids) {
     return 0;
 }
 
-int finish(std::string_view name, const credutl_sid_t &user, const group_list &groups,
-           credutl_client_t **client_out) {
+// Makes credentials whose groups the host or a source has listed.
+int checked_sids(const credutl_sid_t &user, const group_list &groups, owned_sids &sids) {
     if (groups.size() > CREDUTL_MAX_GROUPS) {
         return KS_EIO;
     }
+    sids = make_sids(user, groups.primary(), groups.supplementary());
+    return 0;
+}
+
+int finish(std::string_view name, owned_sids sids, credutl_client_t **client_out) {
     auto client = std::make_unique<credutl_client>();
     client->domain = split_name(name).domain;
     if (client->domain.size() > max_domain) {
         return KS_ENAMETOOLONG;
     }
-    client->sids = make_sids(user, groups.primary(), groups.supplementary());
+    client->sids = std::move(sids);
     *client_out = client.release();
     return 0;
 }
 
-// The domain is that of the user's name; a user without a name has none.
-int client_of_ids(const os::client_ids &ids, credutl_client_t **client_out) {
+int sids_of_ids(const os::client_ids &ids, owned_sids &sids) {
     credutl_sid_t user;
     if (const int error = find_sid(CREDUTL_USER, ids.uid, user)) {
         return error;
     }
+    group_list groups;
+    if (const int error = add_gid(groups, ids.gid)) {
+        return error;
+    }
+    if (const int error = add_gids(groups, ids.groups)) {
+        return error;
+    }
+    return checked_sids(user, groups, sids);
+}
+
+// The domain is that of the user's name; a user without a name has none.
+int client_of_ids(const os::client_ids &ids, credutl_client_t **client_out) {
+    owned_sids sids;
+    if (const int error = sids_of_ids(ids, sids)) {
+        return error;
+    }
     account_answer account;
-    const int error = find_account(CREDUTL_USER, user, account);
+    const int error = find_account(CREDUTL_USER, sids->user, account);
     if (error != 0 && error != KS_ENOENT) {
         return error;
     }
-    group_list groups;
-    if (const int failure = add_gid(groups, ids.gid)) {
-        return failure;
-    }
-    if (const int failure = add_gids(groups, ids.groups)) {
-        return failure;
-    }
-    return finish(account.name, user, groups, client_out);
+    return finish(account.name, std::move(sids), client_out);
 }
 
 // Adds the groups that the accounts file gives. The first one is the primary group and must be known; another one
@@ -158,7 +172,9 @@ int client_of_account(const char *name, credutl_client_t **client_out) {
             return failure;
         }
     }
-    return finish(account.name, account.sid, groups, client_out);
+    owned_sids sids;
+    const int error = checked_sids(account.sid, groups, sids);
+    return error != 0 ? error : finish(account.name, std::move(sids), client_out);
 }
 
 template <class Credentials>
@@ -208,6 +224,24 @@ int client_of_principal(const std::string &principal, credutl_client_t **client_
 } // namespace ks
 
 using namespace ks;
+
+extern "C" int credutl_get_sid_credentials(credutl_sid_credentials_t **sids_out) noexcept {
+    return call([&]() -> int {
+        if (!sids_out) {
+            return KS_EINVAL;
+        }
+        os::client_ids ids;
+        if (const int error = os::process_ids(ids)) {
+            return error;
+        }
+        owned_sids sids;
+        if (const int error = sids_of_ids(ids, sids)) {
+            return error;
+        }
+        *sids_out = sids.release();
+        return 0;
+    });
+}
 
 extern "C" int credutl_client_from_process(credutl_client_t **client_out) noexcept {
     return call([&]() -> int {

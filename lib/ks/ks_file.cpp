@@ -83,6 +83,11 @@ extern "C" int fileutl_stat(const char *path, int follow, fileutl_status_t *stat
     return error == 0 ? 0 : (ks::fail(error), -1);
 }
 
+extern "C" int fileutl_chk_large_file_overflow(uint64_t offset, uint64_t length) noexcept {
+    constexpr uint64_t narrow = INT32_MAX;
+    return offset > narrow || length > narrow - offset;
+}
+
 // ---- directories
 
 extern "C" fileutl_dir_t *fileutl_opendir(const char *path) noexcept {

@@ -95,3 +95,8 @@ extern "C" int sysutl_get_homedir(const char *login, char *buffer, size_t size) 
         return login ? os::home_directory(login, directory) : KS_EINVAL;
     });
 }
+
+extern "C" int sysutl_get_umask(uint32_t *mask_out) noexcept {
+    const int error = mask_out ? os::creation_mask(*mask_out) : KS_EINVAL;
+    return error == 0 ? 0 : fail(error);
+}

@@ -136,6 +136,35 @@ TEST_F(Client, ProcessHasItsEffectiveIdsAndGroups) {
     EXPECT_EQ(me.domain, name.starts_with("S-1-") ? "" : credutl_local_domain());
 }
 
+TEST_F(Client, CredentialsOfTheThreadAreItsEffectiveIdsAndGroups) {
+    credutl_sid_credentials_t *sids = nullptr;
+    ASSERT_EQ(credutl_get_sid_credentials(&sids), 0);
+    EXPECT_EQ(text_of(sids->user), uid_sid(geteuid()));
+    EXPECT_EQ(text_of(sids->group), gid_sid(getegid()));
+    strings groups;
+    for (uint32_t i = 0; i < sids->group_count; i++) {
+        groups.push_back(text_of(sids->groups[i]));
+    }
+    EXPECT_EQ(groups, own_groups());
+    credutl_free_sid_credentials(&sids);
+    EXPECT_EQ(credutl_get_sid_credentials(nullptr), KS_EINVAL);
+}
+
+TEST_F(Client, CredentialsOfTheThreadNeedMemory) {
+    const int refused = faults::each_allocation([&](int, bool) {
+        {
+            const faults::suspend unrefused;
+            credutl_flush_accounts();
+        }
+        credutl_sid_credentials_t *sids = nullptr;
+        const int error = credutl_get_sid_credentials(&sids);
+        const faults::suspend unrefused;
+        EXPECT_EQ(sids == nullptr, error == KS_ENOMEM) << error;
+        credutl_free_sid_credentials(&sids);
+    });
+    EXPECT_GT(refused, 2);
+}
+
 TEST_F(Client, PeerOfALocalSocketIsKnown) {
     int pair[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, pair), 0);

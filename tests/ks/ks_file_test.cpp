@@ -292,4 +292,16 @@ TEST(FileutlResolvePatternIndex, SaysWhyItFails) {
     EXPECT_GT(points, 3);
 }
 
+TEST(FileutlChkLargeFileOverflow, IsBeyondASigned32BitOffset) {
+    EXPECT_EQ(fileutl_chk_large_file_overflow(0, 0), 0);
+    EXPECT_EQ(fileutl_chk_large_file_overflow(2147483647, 0), 0);
+    EXPECT_EQ(fileutl_chk_large_file_overflow(2147483648u, 0), 1);
+    EXPECT_EQ(fileutl_chk_large_file_overflow(uint64_t{1} << 32, 0), 1);
+    EXPECT_EQ(fileutl_chk_large_file_overflow(UINT64_MAX, 0), 1);
+    EXPECT_EQ(fileutl_chk_large_file_overflow(2147483646, 1), 0);
+    EXPECT_EQ(fileutl_chk_large_file_overflow(2147483647, 1), 1);
+    EXPECT_EQ(fileutl_chk_large_file_overflow(1, UINT64_MAX), 1);
+    EXPECT_EQ(fileutl_chk_large_file_overflow(UINT64_MAX, UINT64_MAX), 1);
+}
+
 } // namespace

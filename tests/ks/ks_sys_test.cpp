@@ -3,10 +3,16 @@
 #include "support/env.hpp"
 #include "support/temp_dir.hpp"
 
+#include <cerrno>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <pwd.h>
+#include <sched.h>
 #include <string>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -139,6 +145,59 @@ TEST(SysutlGetHomedir, SaysWhyItFails) {
     EXPECT_EQ(sysutl_get_homedir(nullptr, directory, sizeof directory), KS_EINVAL);
     EXPECT_EQ(sysutl_get_homedir("root", nullptr, 4), KS_EINVAL);
     EXPECT_EQ(sysutl_get_homedir("root", directory, 0), KS_EINVAL);
+}
+
+TEST(SysutlGetUmask, ReadsTheMaskAndLeavesIt) {
+    const mode_t before = umask(0);
+    for (const mode_t mask : {0u, 022u, 077u, 0777u, 0123u}) {
+        umask(mask);
+        uint32_t got = 9999;
+        EXPECT_EQ(sysutl_get_umask(&got), 0);
+        EXPECT_EQ(got, mask);
+        EXPECT_EQ(umask(mask), mask);
+    }
+    umask(before);
+}
+
+TEST(SysutlGetUmask, IsThatOfTheCallingThread) {
+    const mode_t before = umask(022);
+    uint32_t theirs = 9999, ours = 9999;
+    bool apart = false;
+    std::thread([&] {
+        apart = unshare(CLONE_FS) == 0;
+        umask(077);
+        EXPECT_EQ(sysutl_get_umask(&theirs), 0);
+    }).join();
+    EXPECT_EQ(sysutl_get_umask(&ours), 0);
+    umask(before);
+    if (!apart) GTEST_SKIP() << "threads cannot have masks of their own here";
+    EXPECT_EQ(theirs, 077u);
+    EXPECT_EQ(ours, 022u);
+}
+
+TEST(SysutlGetUmask, TheNameOfAThreadDoesNotMatter) {
+    const mode_t before = umask(022);
+    uint32_t got = 9999;
+    std::thread([&] {
+        pthread_setname_np(pthread_self(), "\nUmask:\t0000\n");
+        EXPECT_EQ(sysutl_get_umask(&got), 0);
+    }).join();
+    umask(before);
+    EXPECT_EQ(got, 022u);
+}
+
+TEST(SysutlGetUmask, FailsWithoutADescriptor) {
+    rlimit before;
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none{0, before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    uint32_t got = 9999;
+    const int error = sysutl_get_umask(&got);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+    EXPECT_EQ(error, ks_errno_from_host(EMFILE));
+    EXPECT_EQ(ks_errno, error);
+    EXPECT_EQ(got, 9999u);
+    EXPECT_EQ(sysutl_get_umask(nullptr), KS_EINVAL);
 }
 
 } // namespace

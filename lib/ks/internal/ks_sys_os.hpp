@@ -3,6 +3,7 @@
 #define KS_INTERNAL_KS_SYS_OS_HPP
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 namespace ks::os {
@@ -15,6 +16,9 @@ namespace ks::os {
 
 // Home directory of a user; for the real user what HOME says, when it is trusted and absolute. May throw bad_alloc.
 [[nodiscard]] int home_directory(const char *login, std::string &directory);
+
+// File mode creation mask of the calling thread; untouched on failure. KS_ENOSYS: the system does not tell it.
+[[nodiscard]] int creation_mask(uint32_t &mask) noexcept;
 
 } // namespace ks::os
 

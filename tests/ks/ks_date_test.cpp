@@ -1,0 +1,69 @@
+#include "ks/ks_date.h"
+
+#include "ks/ks_errno.h"
+#include "support/env.hpp"
+
+#include <cstring>
+#include <ctime>
+#include <gtest/gtest.h>
+#include <string>
+
+namespace {
+
+std::string text_of(int64_t seconds) {
+    char text[DATE_CTIME_SIZE];
+    EXPECT_EQ(date_ctime(seconds, text, sizeof text), 0);
+    return text;
+}
+
+class DateCtime : public testing::Test {
+protected:
+    const scoped_env zone{"TZ", "UTC0"};
+};
+
+TEST_F(DateCtime, WritesTheTextOfC) {
+    EXPECT_EQ(text_of(0), "Thu Jan  1 00:00:00 1970\n");
+    EXPECT_EQ(text_of(-1), "Wed Dec 31 23:59:59 1969\n");
+    EXPECT_EQ(text_of(951782400), "Tue Feb 29 00:00:00 2000\n");
+    EXPECT_EQ(text_of(INT32_MIN), "Fri Dec 13 20:45:52 1901\n");
+    EXPECT_EQ(text_of(int64_t{INT32_MAX} + 1), "Tue Jan 19 03:14:08 2038\n");
+    EXPECT_EQ(text_of(253402300800), "Sat Jan  1 00:00:00 10000\n");
+}
+
+TEST_F(DateCtime, AgreesWithTheHost) {
+    for (const char *name : {"UTC0", "EST5EDT,M3.2.0,M11.1.0", "IST-5:30", "<+1345>-13:45"}) {
+        const scoped_env other("TZ", name);
+        for (int64_t seconds = INT32_MIN; seconds <= INT32_MAX; seconds += 9999991) {
+            const time_t host = seconds;
+            ASSERT_EQ(text_of(seconds), ctime(&host)) << name << ' ' << seconds;
+        }
+    }
+}
+
+TEST_F(DateCtime, FollowsAChangeOfTheZone) {
+    EXPECT_EQ(text_of(0), "Thu Jan  1 00:00:00 1970\n");
+    const scoped_env other("TZ", "XYZ-1");
+    EXPECT_EQ(text_of(0), "Thu Jan  1 01:00:00 1970\n");
+}
+
+TEST_F(DateCtime, RefusesAYearThatNobodyCounts) {
+    char text[DATE_CTIME_SIZE] = "old";
+    EXPECT_EQ(date_ctime(INT64_MAX, text, sizeof text), KS_ERANGE);
+    EXPECT_EQ(ks_errno, KS_ERANGE);
+    EXPECT_STREQ(text, "");
+    EXPECT_EQ(date_ctime(INT64_MIN, text, sizeof text), KS_ERANGE);
+    EXPECT_EQ(text_of(67768036191676799), "Wed Dec 31 23:59:59 2147485547\n"); // the last one
+}
+
+TEST_F(DateCtime, NeverWritesHalfATime) {
+    char text[26] = "old";
+    EXPECT_EQ(date_ctime(0, text, 25), KS_ENAMETOOLONG);
+    EXPECT_STREQ(text, "");
+    EXPECT_EQ(date_ctime(0, text, 26), 0);
+    EXPECT_EQ(std::strlen(text), 25u);
+    EXPECT_EQ(date_ctime(0, text, 0), KS_EINVAL);
+    EXPECT_EQ(std::strlen(text), 25u);
+    EXPECT_EQ(date_ctime(0, nullptr, 26), KS_EINVAL);
+}
+
+} // namespace
