@@ -117,6 +117,13 @@ title "A new identifier, and what one says that was made from the time"
 run 0 uuid new
 run 0 uuid show 12345678.9abc1def.8a12.00:11:22:33:44:55
 
+title "The element types of this tree, counted"
+run 0 type -r lib include tools docs scripts >"$ORSIK_HOSTDATA_DIR/types"
+sed 's/.*: //' "$ORSIK_HOSTDATA_DIR/types" | sort | uniq -c | sort -rn | head -n 12
+
+title "Why a file has its types"
+run 0 type --explain scripts/check_words
+
 title "Who runs this"
 run 0 whoami
 

@@ -19,7 +19,8 @@
  *   severity 4  "Magic value beyond 512 bytes on line N in type file "F"." The test never matches.
  *   severity 6  "Unable to open file "F": REASON." The file is left out.
  *   severity 6  "Unable to resolve magic (file typing) names:  REASON", "Search path buffer for default file typing
- *               path too small.", "Unable to create storage (stg) area.", "Unable to allocate memory ...": loading fails.
+ *               path too small.", "Unable to create storage (stg) area.", "Operation "tbs" failed: Cannot allocate
+ *               memory.": loading fails.
  *
  * A program without a login name and without MAGIC_PATH has no search path: loading fails without a message.
  */
@@ -143,7 +144,7 @@ typedef struct ft_node {
  * The builders. The parser of type files calls them; a program that makes definitions of its own may do so too, from
  * one thread at a time, while no other loads. Nodes live as long as the process, and a node belongs to one rule. Texts
  * are kept as they are given, not copied: they live as long as the process. A builder that finds no memory says so
- * ("Unable to allocate memory ...") and does nothing else.
+ * ("Operation "tbs" failed: Cannot allocate memory.", severity 6) and does nothing else.
  */
 
 /**

@@ -23,7 +23,7 @@ namespace {
 
 // Stacks of this many entries are enough for hundreds of parentheses in one another, and grow up to this.
 #define YYMAXDEPTH 10000
-#define YYMALLOC in.allocate_stack
+#define YYMALLOC in.allocate
 #define YYFREE(memory) static_cast<void>(memory) // they go with `in`
 
 constexpr uint32_t swapped_two(uint32_t number) { return (number & 0xff) << 8 | (number >> 8 & 0xff); }
@@ -50,7 +50,7 @@ char *unquoted(char *text) {
 
 void tbs_ft_yyerror(void *, tbs::typing::reading &in, const char *what) {
     if (std::strcmp(what, "memory exhausted") == 0)
-        what = in.lacks_stack_memory() ? "tbs_ft_yyparse: memory exhausted" : "yacc stack overflow";
+        what = in.lacks_memory() ? "tbs_ft_yyparse: memory exhausted" : "yacc stack overflow";
     in.rules.heard_by().bad_syntax(what, in.rules.file(), in.rules.line());
 }
 
@@ -161,11 +161,11 @@ static_assert(is(FT_YY_MAGIC_VALUE, FT_MAGIC_TEST) && is(FT_YY_STR_TOKEN, FT_TOK
 static_assert(is(FT_YY_FILE_CMD, FT_COMMAND_TEST) && is(FT_YY_PRINTABLE, FT_PRINTABLE_TEST));
 static_assert(is(FT_YY_OR, FT_OR) && is(FT_YY_AND, FT_AND) && is(FT_YY_NOT, FT_NOT));
 
-void *tbs::typing::reading::allocate_stack(size_t size) noexcept {
+void *tbs::typing::reading::allocate(size_t size) noexcept {
     try {
-        return stacks_.emplace_back(new char[size]).get();
+        return memory_.emplace_back(std::make_unique<char[]>(size)).get();
     } catch (const std::bad_alloc &) {
-        lacks_stack_memory_ = true;
+        lacks_memory_ = true;
         return nullptr;
     }
 }

@@ -332,6 +332,9 @@ TEST(TypeFileWords, EveryOtherCharacterIsASyntaxError) {
     const read_rules with_nul(std::string("a: -p \0 ; b: -p;", 16));
     EXPECT_EQ(with_nul.names(), "b");
     EXPECT_EQ(with_nul.complaints(), strings{error_at(1)});
+    const read_rules nul_in_string(std::string("a: -n \"*\0.exe\";\nb: -n \"\\\"\"; c: -p;", 34));
+    EXPECT_EQ(nul_in_string.names(), "b c") << "a text that ends early would match more";
+    EXPECT_EQ(nul_in_string.complaints(), strings{error_at(1)});
     EXPECT_FALSE(is_accepted("-n *.c"));
     EXPECT_FALSE(is_accepted("-n x.c"));
 }
@@ -1475,6 +1478,94 @@ TEST(HostileTypeFile, TooLargeAFileIsRefused) {
     } catch (const scanner_failure &failure) {
         EXPECT_STREQ(failure.text, "fatal error - scanner input buffer overflow");
     }
+}
+
+// ---- against a plain scanner
+
+// Words, strings and single characters, each by the longest match, one after the other; and of them the definitions
+// "names : -p ;".
+class plain_reader {
+public:
+    explicit plain_reader(std::string_view text) : text_(text) {
+        while (at_ < text_.size()) scan();
+    }
+
+    [[nodiscard]] std::string names() const {
+        std::string all;
+        for (size_t i = 0; i < tokens_.size();) {
+            const size_t first = i;
+            while (i < tokens_.size() && is_name(tokens_[i])) i++;
+            const bool is_definition = i > first && is(i, ":") && is(i + 1, "-p") && is(i + 2, ";");
+            if (is_definition) {
+                all += (all.empty() ? "" : " ") + tokens_[first];
+                i += 3;
+                continue;
+            }
+            // What is wrong is found at the first token that does not fit.
+            if (i > first && is(i, ":")) i += is(i + 1, "-p") ? 2 : 1;
+            while (i < tokens_.size() && tokens_[i] != ";") i++;
+            i++;
+        }
+        return all;
+    }
+
+private:
+    static bool is_word(char c) { return std::isalnum(static_cast<unsigned char>(c)) || std::strchr("-./_", c); }
+    static bool is_name(const std::string &token) { return is_word(token[0]) && token != "-p"; }
+    [[nodiscard]] bool is(size_t at, const char *token) const { return at < tokens_.size() && tokens_[at] == token; }
+
+    // End of the string that begins at a place, or the place when none does.
+    [[nodiscard]] size_t end_of_string(size_t begin) const {
+        for (size_t i = begin + 1; i < text_.size() && text_[i] != '\n'; i++) {
+            if (text_[i] == '"') return i + 1;
+            if (text_[i] != '\\') continue;
+            i++;
+            if (i == text_.size() || (text_[i] != '"' && text_[i] != '\\')) return begin;
+        }
+        return begin;
+    }
+
+    void scan() {
+        const bool is_at_start = at_ == 0 || text_[at_ - 1] == '\n';
+        const char c = text_[at_];
+        size_t end = at_ + 1;
+        if (c == '#' && is_at_start) {
+            at_ = std::min(text_.find('\n', at_), text_.size());
+            return;
+        }
+        if (c == ' ' || c == '\t' || c == '\n') {
+            at_++;
+            return;
+        }
+        if (c == '"') {
+            end = std::max(end, end_of_string(at_));
+        } else if (is_word(c)) {
+            while (end < text_.size() && is_word(text_[end])) end++;
+        }
+        tokens_.emplace_back(text_.substr(at_, end - at_));
+        at_ = end;
+    }
+
+    std::string_view text_;
+    size_t at_ = 0;
+    std::vector<std::string> tokens_;
+};
+
+TEST(TypeFileWords, StringsAreFoundAsAPlainScannerFindsThem) {
+    const char *const pieces[] = {"\"", "\"", "\\", "\\\"", "\\\\", "a", " ", "\n", "#", "\n#", "x", ";", "\\\\\""};
+    std::mt19937 random(11);
+    size_t definitions = 0;
+    for (int i = 0; i < 50000; i++) {
+        std::string text;
+        for (int part = 0; part < 6; part++) {
+            for (size_t size = random() % 8; size > 0; size--) text += pieces[random() % std::size(pieces)];
+            text += "; ok" + std::to_string(part) + ": -p ;";
+        }
+        const read_rules read(text);
+        ASSERT_EQ(read.names(), plain_reader(text).names()) << text;
+        definitions += read.count();
+    }
+    EXPECT_GT(definitions, 100000u);
 }
 
 // ---- refused memory

@@ -36,13 +36,13 @@ public:
     // this place begins a string, so that they are not tried one by one.
     const char *no_string_before = nullptr;
 
-    // Room for the parser's stacks, which goes with this object.
-    void *allocate_stack(size_t size) noexcept;
-    [[nodiscard]] bool lacks_stack_memory() const { return lacks_stack_memory_; }
+    // Memory of the scanner and of the parser's stacks, which goes with this object; null when there is none.
+    [[nodiscard]] void *allocate(size_t size) noexcept;
+    [[nodiscard]] bool lacks_memory() const { return lacks_memory_; }
 
 private:
-    std::vector<std::unique_ptr<char[]>> stacks_;
-    bool lacks_stack_memory_ = false;
+    std::vector<std::unique_ptr<char[]>> memory_;
+    bool lacks_memory_ = false;
 };
 
 } // namespace tbs::typing
