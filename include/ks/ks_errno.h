@@ -34,6 +34,8 @@ enum {
     KS_ENOTDIR = 20,
     KS_EISDIR = 21,
     KS_EINVAL = 22,
+    KS_ENFILE = 23,
+    KS_EMFILE = 24,
     KS_EFBIG = 27,
     KS_ENOSPC = 28,
     KS_EROFS = 30,

@@ -135,6 +135,8 @@ KS_API int fileutl_chk_large_file_overflow(uint64_t offset, uint64_t length) KS_
  * @retval KS_EINVAL         a pointer is NULL, or the pattern is none
  * @retval KS_ENAMETOOLONG   a path does not fit
  * @retval KS_ENOMEM         no memory
+ * @return  or why a directory that is there cannot be listed now: KS_EMFILE, KS_ENFILE, KS_EIO and what else the host
+ *          says, translated.
  */
 KS_API int fileutl_resolve_pattern_index(const char *path_list, const char *pattern, uint32_t index,
                                          uint32_t *index_out, char ***names_out, uint32_t *count_out) KS_NOEXCEPT;

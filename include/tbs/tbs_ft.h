@@ -18,6 +18,7 @@
  *               more than 1 GiB: loading fails.
  *   severity 4  "Magic value beyond 512 bytes on line N in type file "F"." The test never matches.
  *   severity 6  "Unable to open file "F": REASON." The file is left out.
+ *   severity 4  "Everybody on this host may write to the file "F"." It is used; said of the first such file.
  *   severity 6  "Unable to resolve magic (file typing) names:  REASON", "Search path buffer for default file typing
  *               path too small.", "Unable to create storage (stg) area.", "Operation "tbs" failed: Cannot allocate
  *               memory.": loading fails.
@@ -54,7 +55,7 @@ enum {
  * Nothing of the file is asked for before a test needs it, and nothing but a regular file is opened: a query does not
  * wait. What cannot be decided counts as not holding. Any thread; queries run side by side.
  *
- * Text is told from other content in the locale of the process (setlocale()).
+ * Text is told from other content in the locale of the calling thread (uselocale(), else setlocale()).
  *
  * @param      path           product path ("/" and "\" both separate); its base name is what name tests look at.
  * @param      fd             descriptor of the file, open for reading, left at the position where it is;
@@ -120,7 +121,8 @@ typedef struct ft_node {
             int length;           /**< of the compiled form; -1 without a wildcard */
         } name;
         struct {
-            uint32_t kind; /**< as in #FILEUTL_KIND; 0 for a kind that never matches */
+            uint32_t kind;    /**< as in #FILEUTL_KIND; 0 for one that no file has */
+            const char *word; /**< as it was given */
         } status;
         struct {
             uint32_t offset; /**< from the start of the content, in bytes */
@@ -141,9 +143,11 @@ typedef struct ft_node {
 } ft_node_t;
 
 /*
- * The builders. The parser of type files calls them; a program that makes definitions of its own may do so too, from
- * one thread at a time, while no other loads. Nodes live as long as the process, and a node belongs to one rule. Texts
- * are kept as they are given, not copied: they live as long as the process. A builder that finds no memory says so
+ * The builders. The parser of type files calls them; a program that makes definitions of its own may do so too. Any
+ * thread may, but one definition at a time: names are collected in one place. Best before the first query: a query
+ * behind a new definition compiles all of them anew, and what was compiled before stays for the queries that use it.
+ * Nodes live as long as the process, and a node belongs to one rule. Texts are kept as they are given, not copied: they
+ * live as long as the process. A builder that finds no memory says so
  * ("Operation "tbs" failed: Cannot allocate memory.", severity 6) and does nothing else.
  */
 
@@ -212,7 +216,10 @@ TBS_API ft_node_t *ft_filecmd_leaf(const char *string) TBS_NOEXCEPT;
 /** Gives no node: the test by a command and a regular expression never matches. */
 TBS_API ft_node_t *ft_filecmd_regex_leaf(const char *string) TBS_NOEXCEPT;
 
-/** Gives the test for text: printable characters and white space, in lines of at most 256 characters on average. */
+/**
+ * Gives the test for text: printable characters and white space, in lines of at most 256 bytes on average; in a locale
+ * of several bytes a character 256 times the longest, which the first 512 bytes never exceed. NULL: no memory.
+ */
 TBS_API ft_node_t *ft_printable(void) TBS_NOEXCEPT;
 
 TBS_END_C

@@ -138,19 +138,27 @@ private:
     int length_;
 };
 
-// Paths of the matches in a directory, sorted; nothing when it cannot be listed.
+// Why a directory that is there cannot be listed now, though it might be later.
+struct listing_failure {
+    int error;
+};
+
+bool is_passed_over(int error) { return error == KS_ENOENT || error == KS_ENOTDIR || error == KS_EACCES; }
+
+// Paths of the matches in a directory, sorted; nothing when it is not there, or may not be read.
 std::optional<std::vector<std::string>> matches_in(const std::string &directory, const matcher &leaf) {
     const std::unique_ptr<fileutl_dir_t, close_listing> listing(fileutl_opendir(directory.c_str()));
     if (!listing) {
-        if (ks_errno == KS_ENOMEM) throw std::bad_alloc();
-        return std::nullopt;
+        if (is_passed_over(ks_errno)) return std::nullopt;
+        throw listing_failure{ks_errno};
     }
     std::vector<std::string> paths;
     const std::string before = is_separator(directory.back()) ? directory : directory + '\\';
     char name[256];
-    while (fileutl_readdir_r(listing.get(), name, sizeof name) > 0) {
+    int result;
+    while ((result = fileutl_readdir_r(listing.get(), name, sizeof name)) > 0)
         if (leaf.takes(name)) paths.push_back(before + name);
-    }
+    if (result < 0) throw listing_failure{ks_errno};
     std::sort(paths.begin(), paths.end());
     return paths;
 }
@@ -167,27 +175,43 @@ char **list_of(const std::vector<std::string> &paths) {
     return names;
 }
 
+struct found_in_list {
+    uint32_t position;
+    std::vector<std::string> paths;
+};
+
+// The matches in the first directory at an index or behind it; 0 or an error.
+int search_list(std::string_view rest, const matcher &leaf, uint32_t index, found_in_list &found) {
+    for (uint32_t position = 0;; position++) {
+        const std::string directory(rest.substr(0, rest.find(';')));
+        if (directory.size() >= KS_PATH_SIZE) return KS_ENAMETOOLONG;
+        const bool counts = position >= index && !directory.empty();
+        if (std::optional<std::vector<std::string>> paths = counts ? matches_in(directory, leaf) : std::nullopt) {
+            found = {position, std::move(*paths)};
+            return 0;
+        }
+        if (directory.size() == rest.size()) return KS_ENOENT;
+        rest.remove_prefix(directory.size() + 1);
+    }
+}
+
 } // namespace
 
 extern "C" int fileutl_resolve_pattern_index(const char *path_list, const char *pattern, uint32_t index,
                                              uint32_t *index_out, char ***names_out, uint32_t *count_out) noexcept {
-    return ks::call([&]() -> int {
-        if (!path_list || !pattern || !index_out || !names_out || !count_out) return KS_EINVAL;
+    return ks::call([&] {
+        if (!path_list || !pattern || !index_out || !names_out || !count_out) return int{KS_EINVAL};
         const matcher leaf(pattern);
-        if (!leaf.ok()) return KS_EINVAL;
-        std::string_view rest = path_list;
-        for (uint32_t position = 0;; position++) {
-            const std::string directory(rest.substr(0, rest.find(';')));
-            if (directory.size() >= KS_PATH_SIZE) return KS_ENAMETOOLONG;
-            const auto found = position >= index && !directory.empty() ? matches_in(directory, leaf) : std::nullopt;
-            if (found) {
-                *names_out = list_of(*found);
-                *count_out = static_cast<uint32_t>(found->size());
-                *index_out = position;
-                return 0;
-            }
-            if (directory.size() == rest.size()) return KS_ENOENT;
-            rest.remove_prefix(directory.size() + 1);
+        if (!leaf.ok()) return int{KS_EINVAL};
+        found_in_list found;
+        try {
+            if (const int error = search_list(path_list, leaf, index, found)) return error;
+        } catch (const listing_failure &failure) {
+            return failure.error;
         }
+        *names_out = list_of(found.paths);
+        *count_out = static_cast<uint32_t>(found.paths.size());
+        *index_out = found.position;
+        return 0;
     });
 }

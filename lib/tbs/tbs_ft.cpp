@@ -13,8 +13,6 @@
 
 #include <atomic>
 #include <cstdio>
-#include <cstring>
-#include <memory>
 #include <string>
 #include <utility>
 
@@ -24,7 +22,6 @@ using namespace tbs::typing;
 namespace {
 
 constexpr char module_name[] = "tbs";
-constexpr char pattern[] = "*.[Mm][Aa][Gg][Ii][Cc]";
 constexpr size_t default_path_size = 2048;
 constexpr size_t home_size = 1024;
 constexpr int status_end_of_path = 2;
@@ -45,7 +42,7 @@ public:
 constinit tvthread_mutex_t load_mutex = TVTHREAD_MUTEX_INIT;
 constinit message_printer printer;
 constinit rule_set rules{printer};
-constinit char *search_path = nullptr; // null until loading has succeeded
+constinit char *search_path = nullptr; // null until loading has succeeded; then never changed
 struct kept_program {
     program code;
     kept_program *older;
@@ -108,22 +105,6 @@ void cannot_open(const char *path) {
     say<common_messages, 18>(IMSG_ERROR, module_name, path, imsg_strerror(ks_errno));
 }
 
-// What a file holds, with the line ends of text. No more is read than the scanner takes.
-std::string content_of(FILE *stream) {
-    std::string text;
-    char block[16384];
-    while (const size_t got = unix_nt_fread(block, sizeof block, stream)) {
-        text.append(block, got);
-        if (text.size() > most_bytes) break;
-    }
-    if (std::ferror(stream)) throw scanner_failure{input_failed};
-    size_t kept = 0;
-    for (size_t i = 0; i < text.size(); i++)
-        if (text[i] != '\r' || i + 1 == text.size() || text[i + 1] != '\n') text[kept++] = text[i];
-    text.resize(kept);
-    return text;
-}
-
 void read_type_file(const char *path) {
     trace_file(path);
     fileutl_status_t status;
@@ -133,7 +114,7 @@ void read_type_file(const char *path) {
     const settings_stream stream = open_settings(path, module_name, warned);
     if (!stream) return cannot_open(path);
     try {
-        read_text(rules, path, content_of(stream.get()));
+        read_stream(rules, path, stream.get());
     } catch (const scanner_failure &failure) {
         printer.bad_syntax(failure.text, path, rules.line());
         throw not_loaded{};
@@ -150,7 +131,7 @@ void read_type_files(const std::string &path) {
     for (uint32_t next = 0;; next++) {
         found_files found;
         const int error =
-            fileutl_resolve_pattern_index(path.c_str(), pattern, next, &next, &found.names, &found.count);
+            fileutl_resolve_pattern_index(path.c_str(), file_pattern, next, &next, &found.names, &found.count);
         if (error == status_end_of_path) return;
         if (error != 0) {
             say<general_messages, 15>(IMSG_ERROR, module_name, imsg_strerror(error));
@@ -165,41 +146,33 @@ void read_type_files(const std::string &path) {
 // Takes back what has been defined unless it is kept.
 class attempt {
 public:
-    attempt() : had_area_(rules.has_area()), mark_(rules.mark()) {
-        if (rules.create_area()) return;
+    attempt() {
+        if (rules.begin_attempt()) return;
         say<common_messages, 40>(IMSG_ERROR, module_name);
         throw not_loaded{};
     }
     attempt(const attempt &) = delete;
     attempt &operator=(const attempt &) = delete;
     ~attempt() {
-        rules.begin_file(nullptr);
-        if (kept_) return;
-        if (had_area_) {
-            rules.take_back(mark_);
-        } else {
-            rules.release();
-        }
+        if (!kept_) rules.take_back_attempt();
     }
     void keep() { kept_ = true; }
 
 private:
-    bool had_area_, kept_ = false;
-    definition *mark_;
+    bool kept_ = false;
 };
 
-void publish(char *path) {
-    newest = new kept_program{program(rules.first()), newest};
-    search_path = path;
-    current.store(&newest->code, std::memory_order_release);
-}
+void compile() { newest = new kept_program{program(rules.first()), newest}; }
 
 void load_files() {
     std::string path = path_of_environment();
     if (path.empty()) path = default_path();
     attempt loaded;
     read_type_files(path);
-    publish(rules.copy(path.data(), path.size()));
+    rules.begin_file(nullptr);
+    char *kept_path = rules.copy(path.data(), path.size());
+    compile();
+    search_path = kept_path;
     loaded.keep();
 }
 
@@ -208,11 +181,8 @@ const program &loaded_program() {
     if (const program *found = current.load(std::memory_order_acquire)) return *found;
     const mutex_hold held(load_mutex);
     if (const program *found = current.load(std::memory_order_relaxed)) return *found;
-    if (search_path) {
-        publish(search_path);
-    } else {
-        load_files();
-    }
+    search_path ? compile() : load_files();
+    current.store(&newest->code, std::memory_order_release);
     return newest->code;
 }
 
@@ -230,6 +200,7 @@ template <class R, class F> R with_rules(R failed, F &&body) noexcept {
 // Runs a builder.
 template <class F> auto build(F &&body) noexcept {
     using result = decltype(body());
+    const mutex_hold held(load_mutex);
     return guard<result>(module_name, result{}, result{}, std::forward<F>(body));
 }
 
@@ -272,8 +243,7 @@ extern "C" const char *tbs_file_type_path() noexcept {
 
 extern "C" void ft_reg_def(char **names, ft_node_t *rule) noexcept {
     build([&] {
-        rules.define(names, rule);
-        current.store(nullptr); // the next query makes a program that has it
+        if (rules.define(names, rule)) current.store(nullptr); // the next query compiles it with the others
         return 0;
     });
 }

@@ -99,7 +99,7 @@ file
 
 definition
     : name_list ':' expr ';'  { in.rules.define($1, $3); }
-    | error ';'
+    | error ';'               { yyerrok; }
     ;
 
 name_list

@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <set>
 #include <string>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
@@ -268,6 +269,24 @@ TEST(FileutlResolvePatternIndex, GivesTheMatchesOfOneDirectoryAfterTheOther) {
     EXPECT_EQ(found.index, 99u);
     EXPECT_EQ(resolve("", pattern, 0).error, 2);
     EXPECT_EQ(resolve(a, "z.magic", 0).names, (std::vector<std::string>{a + "\\z.magic"}));
+}
+
+TEST(FileutlResolvePatternIndex, FailsWhereADirectoryCannotBeListedNow) {
+    const temp_dir dir;
+    dir.write("x.magic", "");
+    rlimit before;
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const int lowest = open("/dev/null", O_RDONLY);
+    ASSERT_GE(lowest, 0);
+    close(lowest);
+    const rlimit none = {static_cast<rlim_t>(lowest), before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    uint32_t index = 0, count = 0;
+    char **names = nullptr;
+    const int error = fileutl_resolve_pattern_index(dir.str().c_str(), "*.magic", 0, &index, &names, &count);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+    EXPECT_EQ(error, KS_EMFILE) << "a shortage that passes is no missing directory";
+    EXPECT_EQ(names, nullptr);
 }
 
 TEST(FileutlResolvePatternIndex, SaysWhyItFails) {

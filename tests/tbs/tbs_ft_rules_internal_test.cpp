@@ -767,10 +767,15 @@ TEST(TypeRule, NotTurnsRoundWhatIsDecided) {
 
 class tests_heard final : public observer {
 public:
-    void decided(const definition &of, const ft_node_t &test, value result) override {
-        text += std::string(of.names[0]) + ":" + shape(&test) + "=" + std::to_string(static_cast<int>(result)) + " ";
+    void begins(const definition &one) override { of_ = &one; }
+    void decided(const ft_node_t &test, value result) override {
+        text +=
+            std::string(of_->names[0]) + ":" + shape(&test) + "=" + std::to_string(static_cast<int>(result)) + " ";
     }
     std::string text;
+
+private:
+    const definition *of_ = nullptr;
 };
 
 TEST(TypeRule, WhatNeedNotBeDecidedIsNotLookedAt) {

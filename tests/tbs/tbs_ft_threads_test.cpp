@@ -133,6 +133,24 @@ TEST_F(FileTypeThreads, EachHasAPathOfItsOwn) {
     });
 }
 
+TEST_F(FileTypeThreads, DefinitionsMayBeAddedMeanwhile) {
+    const scoped_env search("MAGIC_PATH", dir / "types");
+    in_new_process([&] {
+        int wrong[thread_count] = {};
+        static char name[] = "added";
+        on_all_threads([&](int number) {
+            for (int i = 0; i < 50; i++) {
+                if (number == 0) {
+                    char *names[] = {name, nullptr};
+                    ft_reg_def(names, ft_and_node(ft_name_leaf("nothing is called so"), ft_printable()));
+                }
+                wrong[number] += type_of(paths[3]) != "text ";
+            }
+        });
+        for (const int count : wrong) EXPECT_EQ(count, 0);
+    });
+}
+
 TEST_F(FileTypeThreads, FailedLoadsAreTriedByAll) {
     const scoped_env search("MAGIC_PATH", "/" + std::string(6000, 'x'));
     in_new_process([&] {

@@ -2,6 +2,7 @@
 #include "tool/tool_runner.hpp"
 
 #include <filesystem>
+#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -166,6 +167,30 @@ TEST(Type, ExplainsWhichTestDecided) {
                 HasSubstr("    no definition holds"));
 }
 
+TEST(Type, ExplainsWithTheTestsOfTheDefinitionThatHolds) {
+    const workplace place("a : -magic 0, \"zz\";\nb : ! -file_re \"x\";\n");
+    EXPECT_THAT(lines_of(place.run({"type", "--explain", place / "tree/a.c"}).out),
+                ElementsAre(place / "tree/a.c" + ": b", "    " + (place / "rules/own.magic") + ":2"));
+}
+
+TEST(Type, LeavesOutWhatHasNoProductPath) {
+    const workplace place;
+    place.dir().write("tree/odd\\name.c", "");
+    std::string deep = place / "tree/sub/";
+    for (int i = 0; i < 5; i++) fs::create_directory(deep += std::string(200, 'd') + "/");
+    const outcome run = place.run({"type", "-r", place / "tree", "--json"});
+    EXPECT_EQ(run.status, 2);
+    const json answer = run.parsed();
+    ASSERT_EQ(answer["left_out"].size(), 1u);
+    EXPECT_EQ(answer["left_out"][0]["path"], place / "tree/odd\\name.c");
+    EXPECT_THAT(answer["left_out"][0]["reason"].get<std::string>(), StartsWith("a backslash separates"));
+    const std::string too_long = deep + "f.c";
+    ASSERT_GE(too_long.size(), 1024u);
+    std::ofstream(too_long) << "x";
+    EXPECT_THAT(place.run({"type", too_long}).err, HasSubstr("too long"));
+    EXPECT_THAT(place.run({"type", ""}).err, HasSubstr("(an empty path)"));
+}
+
 TEST(Type, AnswersInJson) {
     const workplace place;
     const outcome run = place.run({"type", "-r", place / "tree/sub", "--json"});
@@ -242,7 +267,7 @@ TEST(MagicCheck, WarnsOfTestsThatNeverMatch) {
                                                      "  -token \"x\");\n",
                                                  1);
     ASSERT_EQ(all.size(), 7u);
-    const char *const texts[] = {"1 warning -stat link never matches: no such kind",
+    const char *const texts[] = {"1 warning -stat link never matches: told are",
                                  "2 warning the test never matches: the pattern is not well formed",
                                  "3 warning -name \"dir/x\" never matches: the names",
                                  "4 warning the test never matches: it looks beyond the first 512 bytes",
@@ -290,11 +315,24 @@ TEST(MagicCheck, ReadsTheFilesInUseWhenNoneIsNamed) {
     EXPECT_THAT(run.out, HasSubstr("own.magic:1: error: syntax error\n"));
 }
 
-TEST(MagicCheck, RefusesAFileThatIsNotThere) {
+TEST(MagicCheck, TellsOfFilesAsTheLibraryTakesThem) {
     const temp_dir dir;
-    const outcome run = run_tool({"magic", "check", dir / "none.magic"});
+    ASSERT_EQ(mkfifo((dir / "pipe.magic").c_str(), 0600), 0);
+    const outcome run = run_tool({"magic", "check", dir / "none.magic", dir / "pipe.magic", dir.str()});
     EXPECT_EQ(run.status, 2);
-    EXPECT_THAT(run.err, HasSubstr("none.magic"));
+    EXPECT_THAT(lines_of(run.out),
+                ElementsAre(dir / "none.magic" + ": error: it cannot be opened: No such file or directory",
+                            dir / "pipe.magic" + ": warning: it is no regular file, and is skipped",
+                            dir.str() + ": warning: it is no regular file, and is skipped",
+                            "1 error, 2 warnings, 0 notes"));
+}
+
+TEST(MagicCheck, TellsEveryErrorAndAThousandPatternsQuickly) {
+    EXPECT_EQ(remarks("a -p;\nb -p;\nc -p;\nd : -p;\n", 2).size(), 3u);
+    std::string rules;
+    for (int i = 0; i < 20000; i++)
+        rules += "a" + std::to_string(i) + " : -name \"*x" + std::to_string(i) + "y*\";\n";
+    EXPECT_THAT(remarks(rules, 0), IsEmpty());
 }
 
 // ---- magic dump
@@ -309,7 +347,7 @@ TEST(MagicDump, ShowsRulesAsTrees) {
     EXPECT_THAT(lines_of(run.out),
                 ElementsAre(dir / "t.magic" + ":1: a b", "    or", "        and", "            -name \"x\\\"\\\\y\"",
                             "            not", "                or", "                    -magic 8, b_short, 0x3412",
-                            "                    -magic 1, b_long, 0x00000007", "                    -stat directory",
+                            "                    -magic 1, b_long, 0x00000007", "                    -stat dir",
                             "        -printable", dir / "t.magic" + ":3: c", "    and",
                             "        -magic 3, byte, 0xff", "        -magic 0, \"t\"", "        -token \"x\""));
 }

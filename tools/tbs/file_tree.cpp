@@ -1,7 +1,9 @@
 #include "file_tree.hpp"
 
 #include "ks/ks_errno.h"
+#include "ks/ks_file.h"
 #include "ks/ks_imsg.h"
+#include "threads.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -73,7 +75,7 @@ public:
     void walk(folder &top) {
         waiting_.push_back(&top);
         std::vector<std::jthread> others;
-        for (unsigned i = 1; i < std::thread::hardware_concurrency(); i++) others.emplace_back([this] { work(); });
+        start_threads(others, std::thread::hardware_concurrency(), [this] { work(); });
         work();
     }
 
@@ -90,10 +92,20 @@ private:
             list(*next);
             lock.lock();
             busy_--;
-            for (const auto &entry : next->entries)
-                if (entry.below) waiting_.push_back(entry.below.get());
+            put_below(*next);
             changed_.notify_all();
         }
+    }
+
+    void put_below(folder &of) {
+        try {
+            waiting_.reserve(waiting_.size() + of.entries.size());
+        } catch (const std::bad_alloc &) {
+            of.error = ENOMEM;
+            return;
+        }
+        for (const auto &entry : of.entries)
+            if (entry.below) waiting_.push_back(entry.below.get());
     }
 
     std::mutex mutex_;
@@ -102,13 +114,28 @@ private:
     size_t busy_ = 0;
 };
 
+// Why the library could not be asked about a path; "" when it can.
+std::string why_unfit(const std::string &path) {
+    if (path.size() >= KS_PATH_SIZE) return reason_of(ENAMETOOLONG);
+    return path.find('\\') == std::string::npos ? "" : "a backslash separates directories in the product's paths";
+}
+
+void add_file(std::string path, std::vector<std::string> &paths, std::vector<walk_error> &errors) {
+    std::string why = why_unfit(path);
+    if (why.empty()) {
+        paths.push_back(std::move(path));
+    } else {
+        errors.push_back({std::move(path), std::move(why)});
+    }
+}
+
 void flatten(const folder &from, std::vector<std::string> &paths, std::vector<walk_error> &errors) {
     if (from.error) errors.push_back({from.path, reason_of(from.error)});
     for (const folder::entry &entry : from.entries) {
         if (entry.below) {
             flatten(*entry.below, paths, errors);
         } else {
-            paths.push_back(joined(from.path, entry.name.c_str()));
+            add_file(joined(from.path, entry.name.c_str()), paths, errors);
         }
     }
 }
@@ -125,7 +152,7 @@ file_tree::file_tree(const std::vector<std::string> &named, bool recursive) {
         // A directory that is named is meant, also behind a link.
         const bool is_tree = recursive && stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
         if (!is_tree) {
-            paths_.push_back(path);
+            add_file(path, paths_, errors_);
             continue;
         }
         folder top;

@@ -41,8 +41,7 @@ const char *why_never(const ft_node_t &test) {
         if (std::strpbrk(test.u.name.pattern, "/")) return "the names that are tested hold no \"/\"";
         return !test.u.name.compiled && !*test.u.name.pattern ? "no file has an empty name" : nullptr;
     case FT_STATUS_TEST:
-        return test.u.status.kind == 0 ? "no such kind of file is told from others: character, directory, regular"
-                                       : nullptr;
+        return test.u.status.kind == 0 ? "told are characters (devices), directories and regular files" : nullptr;
     case FT_TOKEN_TEST:
         return test.u.token.length > FT_CONTENT_SIZE ? "the text is longer than the 512 bytes that are looked at"
                                                      : nullptr;
@@ -157,6 +156,8 @@ public:
         same.exact.try_emplace(pattern, &from);
         // A "*" takes the wildcards of a narrower pattern as it takes what they stand for; others do not.
         if (pattern.find_first_of("?[\\") != std::string_view::npos) return;
+        const bool is_found_by_its_end = pattern[0] == '*' && pattern.find('*', 1) == std::string_view::npos;
+        if (!is_found_by_its_end && tried_++ > most_tried) return;
         if (same.wide.add(*one.name) == same.by_number.size()) same.by_number.push_back(&from);
     }
 
@@ -182,7 +183,11 @@ private:
         return wider.ids().empty() ? nullptr : same.by_number[wider.ids()[0]];
     }
 
+    // Patterns of other forms may have to be tried one by one: of those not all are compared with all.
+    static constexpr size_t most_tried = 1000;
+
     std::unordered_map<std::string, patterns> by_others_;
+    size_t tried_ = 0;
 };
 
 void remark_on_reach(const definition &one, reached &earlier, std::vector<remark> &remarks) {
@@ -244,7 +249,8 @@ int status_of(const std::vector<remark> &all) {
 
 void print_text(const std::vector<remark> &all) {
     for (const remark &one : all) {
-        print(one.file + ':' + std::to_string(one.line) + ": " + name_of(one.is) + ": " + one.text);
+        const std::string line = one.line ? ':' + std::to_string(one.line) : "";
+        print(one.file + line + ": " + name_of(one.is) + ": " + one.text);
         end_line();
     }
     std::string summary;

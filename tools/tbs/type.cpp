@@ -4,6 +4,7 @@
 #include "output.hpp"
 #include "output_file.hpp"
 #include "progress.hpp"
+#include "threads.hpp"
 #include "tool.hpp"
 #include "type_rules.hpp"
 
@@ -61,7 +62,6 @@ public:
     }
 
     explanation explain(const std::string &path, uint32_t options) {
-        tests_.clear();
         tbs::typing::examined_file file(path.c_str(), TBS_FT_NOT_OPEN, nullptr, nullptr, options);
         const definition *found = program_->find(file, this);
         if (!found) tests_.clear();
@@ -69,15 +69,11 @@ public:
     }
 
 private:
-    void decided(const definition &of, const ft_node_t &test, value result) override {
-        if (&of != current_) tests_.clear();
-        current_ = &of;
-        tests_.push_back({&test, result});
-    }
+    void begins(const definition &) override { tests_.clear(); }
+    void decided(const ft_node_t &test, value result) override { tests_.push_back({&test, result}); }
 
     type_rules rules_;
     std::unique_ptr<const tbs::typing::program> program_;
-    const definition *current_ = nullptr;
     std::vector<tried_test> tests_;
 };
 
@@ -130,7 +126,7 @@ public:
         progress_bar bar(paths_.size());
         std::vector<std::jthread> others;
         const size_t wanted = std::min<size_t>(jobs ? jobs : std::thread::hardware_concurrency(), blocks());
-        for (size_t i = 1; i < wanted; i++) others.emplace_back([this] { work(nullptr); });
+        start_threads(others, wanted, [this] { work(nullptr); });
         work(&bar);
     }
 
@@ -202,8 +198,10 @@ void print_as_json(const options &o, const typed_files &files, explainer *why, c
 }
 
 void report(const std::vector<walk_error> &errors) {
-    for (const walk_error &error : errors)
-        report_text(failure(error.path, 0, error.reason, "It is left out; the others are named."));
+    for (const walk_error &error : errors) {
+        const std::string path = error.path.empty() ? "(an empty path)" : error.path;
+        report_text(failure(path, 0, error.reason, "It is left out; the others are named."));
+    }
 }
 
 int type(const options &o) {

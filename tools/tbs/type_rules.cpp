@@ -1,15 +1,17 @@
 #include "type_rules.hpp"
 
-#include "byte_file.hpp"
+#include "ks/ks_errno.h"
 #include "ks/ks_file.h"
 #include "ks/ks_imsg.h"
 #include "ks/ks_str.h"
 #include "lib/tbs/typing/reader.hpp"
+#include "nt/nt_file.h"
 #include "tool.hpp"
 
 #include <array>
 #include <bit>
 #include <cstdio>
+#include <memory>
 #include <new>
 
 namespace tool {
@@ -48,15 +50,6 @@ std::string magic_text(const ft_node_t &test) {
     return "-magic " + std::to_string(magic.offset) + ", " + value;
 }
 
-const char *kind_text(uint32_t kind) {
-    switch (kind) {
-    case FILEUTL_CHAR_DEVICE: return "-stat character";
-    case FILEUTL_DIRECTORY: return "-stat directory";
-    case FILEUTL_REGULAR: return "-stat regular";
-    default: return "-stat link"; // as all that never match
-    }
-}
-
 struct file_list {
     ~file_list() { strutl_free_str_list(&names, count); }
     char **names = nullptr;
@@ -69,6 +62,7 @@ std::string host_path(const char *product_path) {
     return fileutl_host_path(product_path, path, sizeof path) == 0 ? path : product_path;
 }
 
+constexpr char never_text[] = "the test never matches: ";
 constexpr int status_end_of_path = 2;
 constexpr char remedy_of_path[] = "Set MAGIC_PATH to the directories of the type files, separated by \";\".";
 
@@ -77,32 +71,41 @@ constexpr char remedy_of_path[] = "Set MAGIC_PATH to the directories of the type
 // ---- reading
 
 void type_rules::read(const std::string &path) {
-    const bytes content = read_bytes(path);
-    std::string text;
-    text.reserve(content.size());
-    for (size_t i = 0; i < content.size(); i++) {
-        const bool ends_line = content[i] == '\r' && i + 1 < content.size() && content[i + 1] == '\n';
-        if (!ends_line) text += static_cast<char>(content[i]);
+    fileutl_status_t status;
+    const bool is_there = fileutl_stat(path.c_str(), 1, &status) == 0;
+    if (is_there && (status.mode & FILEUTL_KIND) != FILEUTL_REGULAR) {
+        remarks_.push_back({weight::warning, path, 0, "it is no regular file, and is skipped"});
+        return;
+    }
+    const std::unique_ptr<FILE, int (*)(FILE *)> stream(unix_nt_fopen_settings(path.c_str(), nullptr), std::fclose);
+    if (!stream) {
+        remarks_.push_back({weight::error, path, 0, std::string("it cannot be opened: ") + imsg_strerror(ks_errno)});
+        return;
     }
     try {
-        tbs::typing::read_text(rules_, path.c_str(), std::move(text));
+        tbs::typing::read_stream(rules_, path.c_str(), stream.get());
     } catch (const tbs::typing::scanner_failure &why) {
         throw failure(path, rules_.line(), why.text, "Give the tool more memory, or a smaller file.");
     }
+    if (lacks_memory_) throw std::bad_alloc();
 }
 
-void type_rules::hear(weight is, const char *file, uint32_t line, std::string text) {
-    remarks_.push_back({is, file, line, std::move(text)});
+void type_rules::hear(weight is, const char *file, uint32_t line, const char *text, const char *more) noexcept {
+    try {
+        remarks_.push_back({is, file, line, std::string(text) + more});
+    } catch (const std::bad_alloc &) {
+        lacks_memory_ = true;
+    }
 }
 void type_rules::bad_syntax(const char *what, const char *file, uint32_t line) noexcept {
-    hear(weight::error, file, line, what);
+    hear(weight::error, file, line, what, "");
 }
 void type_rules::beyond_content(const char *file, uint32_t line) noexcept {
-    hear(weight::warning, file, line,
-         "the test never matches: it looks beyond the first " + std::to_string(FT_CONTENT_SIZE) + " bytes");
+    static_assert(FT_CONTENT_SIZE == 512);
+    hear(weight::warning, file, line, never_text, "it looks beyond the first 512 bytes");
 }
 void type_rules::never_matches(const char *why, const char *file, uint32_t line) noexcept {
-    hear(weight::warning, file, line, std::string("the test never matches: ") + why);
+    hear(weight::warning, file, line, never_text, why);
 }
 
 const char *type_file_path() {
@@ -117,7 +120,7 @@ std::vector<std::string> type_files_of_path() {
     for (uint32_t next = 0;; next++) {
         file_list found;
         const int error =
-            fileutl_resolve_pattern_index(path, "*.[Mm][Aa][Gg][Ii][Cc]", next, &next, &found.names, &found.count);
+            fileutl_resolve_pattern_index(path, tbs::typing::file_pattern, next, &next, &found.names, &found.count);
         if (error == status_end_of_path) return files;
         if (error != 0)
             throw failure(std::string("the type files cannot be found: ") + imsg_strerror(error), remedy_of_path);
@@ -130,7 +133,7 @@ std::vector<std::string> type_files_of_path() {
 std::string test_text(const ft_node_t &test) {
     switch (test.kind) {
     case FT_NAME_TEST: return "-name " + quoted(test.u.name.pattern);
-    case FT_STATUS_TEST: return kind_text(test.u.status.kind);
+    case FT_STATUS_TEST: return std::string("-stat ") + test.u.status.word;
     case FT_MAGIC_TEST: return magic_text(test);
     case FT_TOKEN_TEST: return "-token " + quoted(test.u.token.text);
     case FT_COMMAND_TEST: return "-file " + quoted(test.u.command.text);

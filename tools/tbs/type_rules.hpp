@@ -16,7 +16,7 @@ enum class weight { error, warning, note };
 struct remark {
     weight is;
     std::string file;
-    uint32_t line;
+    uint32_t line; // 0 of the file as a whole
     std::string text;
 };
 
@@ -27,7 +27,8 @@ public:
     type_rules(const type_rules &) = delete;
     type_rules &operator=(const type_rules &) = delete;
 
-    // Throws failure for a file that cannot be read.
+    // Reads a file as the library does: what is no regular file is skipped, and what cannot be opened left out, with a
+    // remark. Throws failure for what ends the library's reading too.
     void read(const std::string &path);
 
     [[nodiscard]] const tbs::typing::definition *first() const { return rules_.first(); }
@@ -38,10 +39,11 @@ private:
     void bad_syntax(const char *what, const char *file, uint32_t line) noexcept override;
     void beyond_content(const char *file, uint32_t line) noexcept override;
     void never_matches(const char *why, const char *file, uint32_t line) noexcept override;
-    void hear(weight is, const char *file, uint32_t line, std::string text);
+    void hear(weight is, const char *file, uint32_t line, const char *text, const char *more) noexcept;
 
     tbs::typing::scoped_rule_set rules_;
     std::vector<remark> remarks_;
+    bool lacks_memory_ = false;
 };
 
 // The search path of queries, whose rules are loaded then. Throws failure.

@@ -18,9 +18,8 @@ namespace {
 constexpr size_t longest_average_line = 256; // characters
 
 const char *base_name(const char *path) {
-    const char *name = path;
-    for (const char *at = path; *at; at++)
-        if (*at == '/' || *at == '\\') name = at + 1;
+    const char *name = path + std::strlen(path);
+    while (name != path && name[-1] != '/' && name[-1] != '\\') name--;
     return name;
 }
 

@@ -21,6 +21,10 @@ public:
     [[nodiscard]] std::string_view name_view() const { return name_; }
     [[nodiscard]] bool may_look_at(uint32_t option) const { return (options_ & option) != 0; }
 
+    // Whether the content has been read, and its first byte, which is 0 for an empty file.
+    [[nodiscard]] bool has_content() const { return content_tried_ && !content_unavailable_; }
+    [[nodiscard]] uint8_t first_byte() const { return static_cast<uint8_t>(content_[0]); }
+
     // A test of anything but the name.
     [[nodiscard]] value decide(const ft_node_t &test);
     // A name test, by the pattern itself.

@@ -3,6 +3,7 @@
 #include "ks/ks_wild.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace tbs::typing {
 namespace {
@@ -23,61 +24,123 @@ bool is_ascii(std::string_view text) {
     return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
+// The ends that "*" and then characters and sets of ASCII stand for, when they are few; none for other patterns.
+std::vector<std::string> spellings(std::string_view pattern) {
+    constexpr size_t most = 64, longest = 16;
+    std::vector<std::string> ends{""};
+    if (pattern.size() < 2 || pattern[0] != '*' || !is_ascii(pattern)) return {};
+    for (size_t at = 1; at < pattern.size(); at++) {
+        std::string members(1, pattern[at]);
+        if (pattern[at] == '*' || pattern[at] == '?' || pattern[at] == '\\') return {};
+        if (pattern[at] == '[') {
+            const size_t close = pattern.find(']', at + 2); // the first member may be one itself
+            if (close == std::string_view::npos) return {};
+            const std::string_view set = pattern.substr(at + 1, close - at - 1);
+            if (set[0] == '!' || set.find('\\') != std::string_view::npos) return {};
+            members.clear();
+            for (size_t i = 0; i < set.size(); i++) {
+                const bool is_range = i + 2 < set.size() && set[i + 1] == '-';
+                for (char c = set[i]; c <= set[is_range ? i + 2 : i] && members.size() <= most; c++) members += c;
+                i += is_range ? 2 : 0;
+            }
+            at = close;
+        }
+        std::vector<std::string> longer;
+        if (ends.size() * members.size() > most || ends[0].size() == longest) return {};
+        for (const std::string &end : ends)
+            for (const char c : members) longer.push_back(end + c);
+        ends = std::move(longer);
+    }
+    return ends;
+}
+
+// The bracket that ends a set of characters; the first member may be one itself, others when they are escaped.
+size_t end_of_set(std::string_view pattern, size_t begin) {
+    size_t at = begin + 1;
+    if (at < pattern.size() && pattern[at] == '!') at++;
+    do at += at < pattern.size() && pattern[at] == '\\' ? 2 : 1;
+    while (at < pattern.size() && pattern[at] != ']');
+    return at;
+}
+
+// The longest text that stands in every name that the pattern matches.
+std::string_view longest_part(std::string_view pattern) {
+    std::string_view longest;
+    for (size_t at = 0; at < pattern.size();) {
+        const size_t end = std::min(pattern.find_first_of(special, at), pattern.size());
+        if (end - at > longest.size()) longest = pattern.substr(at, end - at);
+        at = end;
+        if (at < pattern.size() && pattern[at] == '[') at = end_of_set(pattern, at);
+        if (at < pattern.size() && pattern[at] == '\\') at++;
+        at++;
+    }
+    return longest;
+}
+
 uint8_t byte(char c) { return static_cast<uint8_t>(c); }
 
 constexpr uint32_t bit_of_length(size_t length) { return uint32_t{1} << (length - 1); }
 
 } // namespace
 
-void name_index::link(std::unordered_map<std::string_view, uint32_t> &lists, std::string_view key, uint32_t id) {
-    const auto [place, is_new] = lists.try_emplace(key, id);
+void name_index::link(key_lists &into, std::string_view key, uint32_t id, const char *compiled) {
+    const auto number = static_cast<uint32_t>(entries_.size());
+    entries_.push_back({id, compiled, none, {}});
+    const auto [place, is_new] = into.try_emplace(key, number);
     if (is_new) return;
-    patterns_[id].next = place->second;
-    place->second = id;
+    entries_[number].next = place->second;
+    place->second = number;
+}
+
+void name_index::link_end(std::string_view end, uint32_t id, const char *compiled) {
+    end = end.substr(end.size() - std::min(end.size(), longest_key));
+    ends_.lengths[byte(end.back())] |= bit_of_length(end.size());
+    link(ends_.first, end, id, compiled);
 }
 
 uint32_t name_index::add(const ft_node_t &test) {
     const std::string_view text = test.u.name.pattern;
-    const auto [known, is_new] = ids_.try_emplace(text, static_cast<uint32_t>(patterns_.size()));
+    const auto [known, is_new] = ids_.try_emplace(text, count_);
     const uint32_t id = known->second;
     if (!is_new) return id;
-    patterns_.push_back({test.u.name.compiled, none});
-    if (!test.u.name.compiled) {
-        link(whole_names_, text, id);
+    count_++;
+    const char *compiled = test.u.name.compiled;
+    if (!compiled) {
+        link(whole_names_, text, id, nullptr);
         return id;
     }
-    std::string_view end = literal_end(text), beginning = literal_beginning(text);
+    if (const std::vector<std::string> ends = spellings(text); !ends.empty()) {
+        for (const std::string &end : ends) link_end(spelled_.emplace_back(end), id, nullptr);
+        return id;
+    }
+    const std::string_view end = literal_end(text), beginning = literal_beginning(text).substr(0, longest_key);
     if (!end.empty()) {
-        // "*" takes any bytes before an end whose characters are bytes.
-        const bool key_tells_all =
-            text[0] == '*' && end.size() + 1 == text.size() && end.size() <= longest_key && is_ascii(end);
-        if (key_tells_all) patterns_[id].compiled = nullptr;
-        end = end.substr(end.size() - std::min(end.size(), longest_key));
-        ends_.lengths[byte(end.back())] |= bit_of_length(end.size());
-        link(ends_.first, end, id);
+        link_end(end, id, compiled);
     } else if (!beginning.empty()) {
-        beginning = beginning.substr(0, longest_key);
         beginnings_.lengths[byte(beginning[0])] |= bit_of_length(beginning.size());
-        link(beginnings_.first, beginning, id);
+        link(beginnings_.first, beginning, id, compiled);
     } else {
-        patterns_[id].next = tried_;
-        tried_ = id;
+        entries_.push_back({id, compiled, tried_, longest_part(text)});
+        tried_ = static_cast<uint32_t>(entries_.size() - 1);
     }
     return id;
 }
 
-void name_index::take(uint32_t first, const char *name, matched_patterns &matched) const {
-    for (uint32_t id = first; id != none; id = patterns_[id].next)
-        if (!patterns_[id].compiled || wild_match(patterns_[id].compiled, name, 0)) matched.add(id);
+void name_index::take(uint32_t first, const char *name, std::string_view text, matched_patterns &matched) const {
+    for (uint32_t at = first; at != none; at = entries_[at].next) {
+        const entry &one = entries_[at];
+        if (!one.part.empty() && text.find(one.part) == std::string_view::npos) continue;
+        if (!one.compiled || wild_match(one.compiled, name, 0)) matched.add(one.id);
+    }
 }
 
 void name_index::match(const char *name, std::string_view text, matched_patterns &matched) const {
     const auto look_up = [&](const auto &lists, std::string_view key) {
         const auto found = lists.find(key);
-        if (found != lists.end()) take(found->second, name, matched);
+        if (found != lists.end()) take(found->second, name, text, matched);
     };
     look_up(whole_names_, text);
-    take(tried_, name, matched);
+    take(tried_, name, text, matched);
     if (text.empty()) return;
     const uint32_t ends = ends_.lengths[byte(text.back())], beginnings = beginnings_.lengths[byte(text[0])];
     for (size_t length = 1; length <= std::min(longest_key, text.size()); length++) {

@@ -7,7 +7,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <span>
+#include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
@@ -42,16 +44,19 @@ class name_index {
 public:
     // Gives the number of the test's pattern, the same for the same pattern.
     uint32_t add(const ft_node_t &test);
-    [[nodiscard]] size_t size() const { return patterns_.size(); }
+    [[nodiscard]] size_t size() const { return count_; }
 
     void match(const char *name, std::string_view text, matched_patterns &matched) const;
 
 private:
     static constexpr size_t longest_key = 16;
 
-    struct pattern {
-        const char *compiled; // null when the key tells all
-        uint32_t next;        // with the same key
+    // What a key leads to.
+    struct entry {
+        uint32_t id;
+        const char *compiled;  // null when the key tells all
+        uint32_t next;         // with the same key
+        std::string_view part; // what a name must hold for the pattern to be tried
     };
     static constexpr uint32_t none = UINT32_MAX;
 
@@ -61,10 +66,14 @@ private:
         std::array<uint32_t, 256> lengths{};
     };
 
-    void link(std::unordered_map<std::string_view, uint32_t> &lists, std::string_view key, uint32_t id);
-    void take(uint32_t first, const char *name, matched_patterns &matched) const;
+    using key_lists = std::unordered_map<std::string_view, uint32_t>;
+    void link(key_lists &into, std::string_view key, uint32_t id, const char *compiled);
+    void link_end(std::string_view end, uint32_t id, const char *compiled);
+    void take(uint32_t first, const char *name, std::string_view text, matched_patterns &matched) const;
 
-    std::vector<pattern> patterns_;
+    std::vector<entry> entries_;
+    std::deque<std::string> spelled_; // ends that patterns with sets of characters stand for
+    uint32_t count_ = 0;
     std::unordered_map<std::string_view, uint32_t> ids_, whole_names_;
     keys ends_, beginnings_;
     uint32_t tried_ = none;

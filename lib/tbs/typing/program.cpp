@@ -1,6 +1,7 @@
 #include "program.hpp"
 
 #include <algorithm>
+#include <bitset>
 #include <limits>
 #include <memory>
 #include <utility>
@@ -25,15 +26,23 @@ public:
             perform(next);
         }
         into_.rules_.push_back({&from, first, static_cast<uint32_t>(into_.steps_.size()) - first});
-        const values possible = sets_.back();
+        const values possible = sets_.back().first;
+        const first_bytes bytes = sets_.back().second;
         sets_.pop_back();
         for (size_t options = 0; options < option_sets; options++)
             if (possible[options] & can_hold) into_.nameless_[options].push_back(number);
+        for (size_t byte = 0; byte < 256; byte++)
+            if (bytes.holding[byte] && possible[option_sets - 1] & can_hold)
+                into_.nameless_by_byte_[byte].push_back(number);
     }
 
 private:
     // The values that a tree can take when its name tests do not hold, for each set of options.
     using values = std::array<value_set, option_sets>;
+    // First bytes of content with which a tree can hold, and can fail, when its name tests do not hold.
+    struct first_bytes {
+        std::bitset<256> holding, failing;
+    };
 
     // Operands of the same operator in one another are one group: it does not matter how they were grouped.
     static constexpr size_t no_group = std::numeric_limits<size_t>::max();
@@ -87,11 +96,12 @@ private:
             groups_[next.group].leaving.push_back(static_cast<uint32_t>(into_.steps_.size()));
             emit(next.kind == FT_OR ? operation::leave_or : operation::leave_and);
             break;
-        case task_kind::join: join(next.kind == FT_OR ? either : both); break;
+        case task_kind::join: join(next.kind); break;
         case task_kind::end_group: end_group(next.group); break;
         case task_kind::invert:
             emit(operation::invert);
-            for (value_set &set : sets_.back()) set = inverted(set);
+            for (value_set &set : sets_.back().first) set = inverted(set);
+            std::swap(sets_.back().second.holding, sets_.back().second.failing);
             break;
         }
     }
@@ -107,16 +117,26 @@ private:
         groups_.pop_back();
     }
 
-    void join(value_set (*joined)(value_set, value_set)) {
-        const values right = sets_.back();
+    void join(int kind) {
+        const auto [right, right_bytes] = sets_.back();
         sets_.pop_back();
-        values &left = sets_.back();
+        auto &[left, bytes] = sets_.back();
+        value_set (*const joined)(value_set, value_set) = kind == FT_OR ? either : both;
         for (size_t i = 0; i < option_sets; i++) left[i] = joined(left[i], right[i]);
+        if (kind == FT_OR) {
+            bytes.holding |= right_bytes.holding;
+            bytes.failing &= right_bytes.failing;
+        } else {
+            bytes.holding &= right_bytes.holding;
+            bytes.failing |= right_bytes.failing;
+        }
     }
 
     void missing() {
         emit(operation::fail);
-        sets_.emplace_back().fill(can_fail);
+        auto &[set, bytes] = sets_.emplace_back();
+        set.fill(can_fail);
+        bytes.failing.set();
     }
 
     void leaf(const ft_node_t &node) {
@@ -129,8 +149,16 @@ private:
         }
         emit(operation::test, static_cast<uint32_t>(into_.tests_.size()));
         into_.tests_.push_back({&node, pattern});
-        values &set = sets_.emplace_back();
+        auto &[set, bytes] = sets_.emplace_back();
         for (size_t options = 0; options < option_sets; options++) set[options] = possible(node, options);
+        bytes.failing.set();
+        if (node.kind == FT_MAGIC_TEST && node.u.magic.offset == 0 && node.u.magic.length > 0) {
+            const auto &magic = node.u.magic;
+            const void *at = magic.is_text ? magic.value.text : static_cast<const void *>(&magic.value);
+            bytes.holding.set(*static_cast<const unsigned char *>(at));
+        } else if (node.kind != FT_NAME_TEST) {
+            bytes.holding.set();
+        }
     }
 
     static value_set possible(const ft_node_t &node, size_t options) {
@@ -147,7 +175,7 @@ private:
     size_t nested_ = 0;
     std::vector<task> todo_;
     std::vector<group> groups_;
-    std::vector<values> sets_;
+    std::vector<std::pair<values, first_bytes>> sets_;
 };
 
 program::program(const definition *first) {
@@ -164,6 +192,12 @@ public:
     candidates(const program &of, uint32_t options, const matched_patterns &matched) {
         lists_[count_++] = of.nameless_[options];
         for (const uint32_t pattern : matched.ids()) lists_[count_++] = of.rules_of_pattern_[pattern];
+    }
+
+    // Of the rules without a name only those that can hold with the content that is there now.
+    void narrow(std::span<const uint32_t> nameless, uint32_t behind) {
+        const auto from = std::upper_bound(nameless.begin(), nameless.end(), behind);
+        lists_[0] = nameless.subspan(static_cast<size_t>(from - nameless.begin()));
     }
 
     // False at the end.
@@ -195,8 +229,14 @@ const definition *program::find(examined_file &file, observer *heard_by) const {
         return found == rules_.end() ? nullptr : found->from;
     }
     candidates left(*this, file.options() & (option_sets - 1), matched);
-    for (uint32_t number = 0; left.next(number);)
+    bool may_narrow = !heard_by && (file.options() & (option_sets - 1)) == option_sets - 1;
+    for (uint32_t number = 0; left.next(number);) {
         if (holds(rules_[number], &matched)) return rules_[number].from;
+        if (may_narrow && file.has_content()) {
+            left.narrow(nameless_by_byte_[file.first_byte()], number);
+            may_narrow = false;
+        }
+    }
     return nullptr;
 }
 
@@ -214,6 +254,7 @@ value program::run(const rule &one, examined_file &file, const matched_patterns 
         undecided_elsewhere = std::make_unique<bool[]>(most_nested_);
         undecided = undecided_elsewhere.get();
     }
+    if (heard_by) heard_by->begins(*one.from);
     size_t depth = 0;
     value decided = value::fails;
     const uint32_t end = one.first_step + one.step_count;
@@ -222,7 +263,7 @@ value program::run(const rule &one, examined_file &file, const matched_patterns 
         switch (next.what) {
         case operation::test:
             decided = decide(tests_[next.operand], file, matched);
-            if (heard_by) heard_by->decided(*one.from, *tests_[next.operand].node, decided);
+            if (heard_by) heard_by->decided(*tests_[next.operand].node, decided);
             break;
         case operation::fail: decided = value::fails; break;
         case operation::invert: decided = inverted(decided); break;

@@ -14,10 +14,11 @@
 
 namespace tbs::typing {
 
-// Hears of each test of the definitions that a query looks at.
+// Hears of the definitions that a query looks at, and of each test of theirs.
 class observer {
 public:
-    virtual void decided(const definition &of, const ft_node_t &test, value result) = 0;
+    virtual void begins(const definition &one) = 0;
+    virtual void decided(const ft_node_t &test, value result) = 0;
 
 protected:
     ~observer() = default;
@@ -72,6 +73,8 @@ private:
     std::vector<std::vector<uint32_t>> rules_of_pattern_;
     // By what queries may look at: the rules that can hold though no name test of theirs does.
     std::array<std::vector<uint32_t>, option_sets> nameless_;
+    std::array<std::vector<uint32_t>, 256>
+        nameless_by_byte_; // of nameless_[TBS_FT_BY_ALL], by the content's first byte
 };
 
 } // namespace tbs::typing

@@ -5,6 +5,7 @@
 #include "rule_set.hpp"
 
 #include <cstddef>
+#include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
@@ -22,8 +23,16 @@ inline constexpr char no_buffer[] = "out of dynamic memory in tbs_ft_yy_create_b
 // The scanner counts in ints.
 inline constexpr size_t most_bytes = size_t{1} << 30;
 
-// Reads what a file holds; the listener of the rules hears of its errors. Throws scanner_failure and std::bad_alloc.
+// What type files are called.
+inline constexpr char file_pattern[] = "*.[Mm][Aa][Gg][Ii][Cc]";
+
+// Reads a file, by its open stream or by what it holds; the listener of the rules hears of its errors. Both throw
+// scanner_failure and std::bad_alloc.
+void read_stream(rule_set &rules, const char *path, FILE *stream);
 void read_text(rule_set &rules, const char *path, std::string text);
+
+// The parser's part of that.
+void parse(rule_set &rules, std::string text);
 
 // What scanner and parser share while they read one file.
 class reading {

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <iterator>
 #include <new>
+#include <utility>
 
 namespace tbs::typing {
 namespace {
@@ -33,13 +34,26 @@ bool rule_set::create_area() {
 
 void rule_set::release() {
     if (area_) stg_delete_area(&area_);
+    if (area_before_) stg_delete_area(&area_before_);
     first_ = last_ = nullptr;
     file_ = nullptr;
 }
 
-void rule_set::take_back(definition *mark) {
-    last_ = mark;
-    (mark ? mark->next : first_) = nullptr;
+bool rule_set::begin_attempt() {
+    last_before_ = last_;
+    area_before_ = std::exchange(area_, nullptr);
+    if (create_area()) return true;
+    area_ = std::exchange(area_before_, nullptr);
+    return false;
+}
+
+void rule_set::take_back_attempt() {
+    stg_delete_area(&area_);
+    area_ = std::exchange(area_before_, nullptr);
+    last_ = last_before_;
+    (last_ ? last_->next : first_) = nullptr;
+    names_[name_count_ = 0] = nullptr;
+    begin_file(nullptr);
 }
 
 void rule_set::begin_file(const char *path) {
@@ -68,16 +82,17 @@ ft_node_t *rule_set::node(int kind) {
     return made;
 }
 
-void rule_set::define(char **names, const ft_node_t *rule) {
+bool rule_set::define(char **names, const ft_node_t *rule) {
     size_t count = 0;
     while (names && names[count]) count++;
-    if (count == 0) return;
+    if (count == 0) return false;
     auto **copies = static_cast<char **>(allocate((count + 1) * sizeof(char *)));
     std::copy_n(names, count + 1, copies);
     auto *made = static_cast<definition *>(allocate(sizeof(definition)));
     *made = {nullptr, copies, rule, file_, names == names_ ? names_line_ : line_};
     (last_ ? last_->next : first_) = made;
     last_ = made;
+    return true;
 }
 
 char **rule_set::add_name(char **list, char *name) {
@@ -112,7 +127,7 @@ ft_node_t *rule_set::name_test(const char *pattern) {
 ft_node_t *rule_set::status_test(const char *word) {
     if (!word) return nullptr;
     ft_node_t *made = node(FT_STATUS_TEST);
-    made->u.status = {kind_of(*word)};
+    made->u.status = {kind_of(*word), word};
     return made;
 }
 

@@ -38,14 +38,12 @@ class rule_set {
 public:
     constexpr explicit rule_set(listener &heard_by) : listener_(&heard_by) {}
 
-    // False without memory.
-    [[nodiscard]] bool create_area();
-    [[nodiscard]] bool has_area() const { return area_ != nullptr; }
     void release();
 
-    // What was defined after a mark can be taken back.
-    [[nodiscard]] definition *mark() const { return last_; }
-    void take_back(definition *mark);
+    // Puts what follows into an area of its own, so that it can be taken back as a whole. False without memory. Once it
+    // is not taken back, there is no second time.
+    [[nodiscard]] bool begin_attempt();
+    void take_back_attempt();
 
     [[nodiscard]] const definition *first() const { return first_; }
     [[nodiscard]] listener &heard_by() const { return *listener_; }
@@ -59,7 +57,8 @@ public:
     // A copy of a text, which lives as long as the set.
     [[nodiscard]] char *copy(const char *text, size_t size);
 
-    void define(char **names, const ft_node_t *rule);
+    // False when there are no names, and nothing to define.
+    bool define(char **names, const ft_node_t *rule);
     char **add_name(char **list, char *name);
     ft_node_t *join(int kind, ft_node_t *left, ft_node_t *right);
     ft_node_t *name_test(const char *pattern);
@@ -73,11 +72,12 @@ public:
 private:
     static constexpr size_t most_names = 256;
 
+    [[nodiscard]] bool create_area();
     [[nodiscard]] void *allocate(size_t size);
     ft_node_t *node(int kind);
 
-    stg_area_t *area_ = nullptr;
-    definition *first_ = nullptr, *last_ = nullptr;
+    stg_area_t *area_ = nullptr, *area_before_ = nullptr;
+    definition *first_ = nullptr, *last_ = nullptr, *last_before_ = nullptr;
     listener *listener_;
     const char *file_ = nullptr;
     uint32_t line_ = 0;
