@@ -12,7 +12,7 @@ if(libraries)
     install(FILES ${PROJECT_BINARY_DIR}/orsiktbs-config.cmake ${PROJECT_BINARY_DIR}/orsiktbs-config-version.cmake
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/orsiktbs)
 endif()
-foreach(library ks ezrpc nt tbs)
+foreach(library ks ezrpc nt mvfs tbs)
     if(IS_DIRECTORY ${PROJECT_SOURCE_DIR}/include/${library})
         install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/${library} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
             FILES_MATCHING PATTERN "*.h")

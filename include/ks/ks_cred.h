@@ -153,6 +153,18 @@ KS_API uint32_t credutl_sid_to_gid(const credutl_sid_t *sid) KS_NOEXCEPT;
 KS_API const char *credutl_local_domain(void) KS_NOEXCEPT;
 
 /**
+ * Gives the SID of the domain that this host is a member of, as the first source knows it that knows domains at all.
+ *
+ * @param[out] sid_out  the SID; untouched on failure.
+ * @retval 0           known
+ * @retval KS_ENOENT   the host is no member of a domain
+ * @retval KS_EINVAL   a NULL
+ * @retval KS_ENOMEM   no memory
+ * @retval KS_EIO      a source could not be asked
+ */
+KS_API int credutl_domain_sid(credutl_sid_t *sid_out) KS_NOEXCEPT;
+
+/**
  * Forgets all cached answers. The next question reads the accounts file again, and ORSIK_ACCOUNTS before it.
  */
 KS_API void credutl_flush_accounts(void) KS_NOEXCEPT;

@@ -29,6 +29,21 @@ KS_BEGIN_C
  */
 KS_API int date_ctime(int64_t seconds, char *buffer, size_t size) KS_NOEXCEPT;
 
+/** Size in bytes of a buffer for a short date-time token, terminator included. */
+#define DATE_TOKEN_SIZE 17
+
+/**
+ * Writes a time as a short token without blanks and dots, in UTC: "20261121T150210Z". Tokens sort as their times do.
+ *
+ * @param seconds  seconds since 1970-01-01 00:00 UTC, of the years 0 to 9999; may be negative.
+ * @param buffer   receives the token; "" on failure when @p size is not 0.
+ * @param size     size of @p buffer in bytes; #DATE_TOKEN_SIZE suffices.
+ * @retval 0                 written
+ * @retval KS_EINVAL         the buffer is NULL, or the year is another
+ * @retval KS_ENAMETOOLONG   the token does not fit
+ */
+KS_API int date_fmt_token_short_date_time(int64_t seconds, char *buffer, size_t size) KS_NOEXCEPT;
+
 KS_END_C
 
 #endif

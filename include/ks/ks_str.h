@@ -118,6 +118,28 @@ KS_API size_t strutl_cpy_buf(char *buffer, size_t size, const char *text) KS_NOE
 KS_API size_t strutl_concat(char *buffer, size_t size, const char *const *texts, size_t count) KS_NOEXCEPT;
 
 /**
+ * Finds the first place where a text holds another, byte by byte.
+ *
+ * @param text    terminated text to look in; NULL holds nothing.
+ * @param wanted  terminated text to look for; "" is found at the start, NULL nowhere.
+ * @return  the place inside @p text; NULL when there is none.
+ */
+KS_API const char *strutl_find_str(const char *text, const char *wanted) KS_NOEXCEPT;
+
+/**
+ * Reads a number of at most 32 bits. The whole text is the number: no sign, no blanks, nothing behind it.
+ *
+ * @param      text        terminated text.
+ * @param      base        2 to 36, or 0: the text tells, by "0x" or "0X" for 16, another leading "0" for 8, else 10.
+ *                         With 16 the text may have that prefix too.
+ * @param[out] number_out  the number; untouched on failure.
+ * @retval 0           read
+ * @retval KS_EINVAL   a pointer is NULL, the base is none of those, or the text is no such number
+ * @retval KS_ERANGE   it needs more than 32 bits
+ */
+KS_API int strutl_strtoul(const char *text, int base, uint32_t *number_out) KS_NOEXCEPT;
+
+/**
  * Copies a text with everything made visible that could forge a line or hide a part of one, as messages show inserted
  * texts (see ks_imsg.h): control characters as "^X", other bytes as "\xnn". Cut to fit and always terminated.
  *

@@ -6,7 +6,9 @@
 
 #include "tbs_acl.h"
 #include "tbs_fstat.h"
+#include "tbs_ft.h"
 #include "tbs_help.h"
+#include "tbs_mfs.h"
 #include "tbs_mgr.h"
 #include "tbs_msg.h"
 #include "tbs_product.h"

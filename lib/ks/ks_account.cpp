@@ -559,6 +559,25 @@ extern "C" const char *credutl_local_domain(void) noexcept {
     return domain.name;
 }
 
+extern "C" int credutl_domain_sid(credutl_sid_t *sid_out) noexcept {
+    return call([&]() -> int {
+        if (!sid_out) {
+            return KS_EINVAL;
+        }
+        for (const os::domain_source &source : os::domain_sources()) {
+            credutl_sid_t sid;
+            const int error = source.domain_sid(sid);
+            if (error == 0) {
+                *sid_out = sid;
+            }
+            if (error != KS_ENOENT) {
+                return error;
+            }
+        }
+        return KS_ENOENT;
+    });
+}
+
 extern "C" void credutl_flush_accounts(void) noexcept {
     account_service *present = the_service.load(std::memory_order_acquire);
     if (present) {

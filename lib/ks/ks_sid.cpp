@@ -62,6 +62,22 @@ credutl_sid_t make_sid(uint64_t authority, std::span<const uint32_t> sub_authori
     return sid;
 }
 
+bool sid_of_domain(const credutl_sid_t &sid, credutl_sid_t &domain) noexcept {
+    constexpr uint64_t nt_authority = 5;
+    constexpr uint32_t not_unique = 21; // what follows tells one domain from all others
+    constexpr size_t parts_of_domain = 4;
+    uint32_t parts[max_sub_authorities];
+    if (!sid_is_well_formed(sid) || sid_authority(sid) != nt_authority) {
+        return false;
+    }
+    const size_t count = sid_sub_authorities(sid, parts);
+    if (count < parts_of_domain || count > parts_of_domain + 1 || parts[0] != not_unique) {
+        return false;
+    }
+    domain = make_sid(nt_authority, {parts, parts_of_domain});
+    return true;
+}
+
 size_t sid_sub_authorities(const credutl_sid_t &sid, uint32_t (&out)[max_sub_authorities]) noexcept {
     const size_t count = std::min<size_t>(sid.value[1], max_sub_authorities);
     for (size_t i = 0; i < count; i++) {

@@ -5,9 +5,11 @@
 #include "ks/ks_stg.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdarg>
 #include <cstring>
 #include <string_view>
+#include <system_error>
 #include <unicode/utf.h>
 #include <unicode/utf16.h>
 #include <unicode/utf8.h>
@@ -180,6 +182,26 @@ extern "C" size_t strutl_concat(char *buffer, size_t size, const char *const *te
     }
     if (size != 0) buffer[std::min(length, size - 1)] = '\0';
     return length;
+}
+
+extern "C" const char *strutl_find_str(const char *text, const char *wanted) noexcept {
+    return text && wanted ? std::strstr(text, wanted) : nullptr;
+}
+
+extern "C" int strutl_strtoul(const char *text, int base, uint32_t *number_out) noexcept {
+    const bool known_base = base == 0 || (base >= 2 && base <= 36);
+    if (!text || !number_out || !known_base) return ks::fail(KS_EINVAL);
+    std::string_view digits = text;
+    const bool hexadecimal = digits.starts_with("0x") || digits.starts_with("0X");
+    if (hexadecimal && (base == 0 || base == 16)) digits.remove_prefix(2);
+    if (base == 0) base = hexadecimal ? 16 : digits.starts_with('0') ? 8 : 10;
+    uint32_t number = 0;
+    const char *const end = digits.data() + digits.size();
+    const auto [stop, error] = std::from_chars(digits.data(), end, number, base);
+    if (error == std::errc::result_out_of_range && stop == end) return ks::fail(KS_ERANGE);
+    if (error != std::errc() || stop != end) return ks::fail(KS_EINVAL);
+    *number_out = number;
+    return 0;
 }
 
 extern "C" size_t strutl_visible(char *buffer, size_t size, const char *text) noexcept {

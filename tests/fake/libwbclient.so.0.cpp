@@ -116,6 +116,38 @@ int wbcSidToUid(const domain_sid *sid, uid_t *id) {
 
 int wbcSidToGid(const domain_sid *sid, gid_t *id) { return wbcSidToUid(sid, id); }
 
+struct interface_details {
+    uint32_t interface_version;
+    const char *version;
+    char separator;
+    const char *host, *domain;
+};
+
+// The host's domain is FAKE_WINBIND_DOMAIN, with the SID S-1-5-21-7-7-7.
+int wbcInterfaceDetails(interface_details **details) {
+    account none;
+    const int error = find([](const account &) { return false; }, none);
+    if (error != not_found) return error;
+    auto *made = static_cast<interface_details *>(std::calloc(1, sizeof(interface_details)));
+    made->domain = std::getenv("FAKE_WINBIND_DOMAIN");
+    *details = made;
+    return success;
+}
+
+struct domain_info {
+    const char *short_name, *dns_name;
+    domain_sid sid;
+    uint32_t more[8];
+};
+
+int wbcDomainInfo(const char *domain, domain_info **info) {
+    if (!*domain) return not_found;
+    auto *made = static_cast<domain_info *>(std::calloc(1, sizeof(domain_info)));
+    made->sid = {1, 4, {0, 0, 0, 0, 0, 5}, {21, 7, 7, 7}};
+    *info = made;
+    return success;
+}
+
 void wbcFreeMemory(void *memory) { std::free(memory); }
 
 } // extern "C"

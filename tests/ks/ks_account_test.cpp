@@ -597,4 +597,49 @@ TEST_F(Probe, ClientOfAnAccountHasTheGroupsOfTheFileInOrder) {
               (strings{"0 CORP|S-1-5-21-1-2-3-1001|S-1-5-21-1-2-3-513|S-1-5-21-1-2-3-1100", "2", "2"}));
 }
 
+std::string short_host_name() {
+    char host[256];
+    EXPECT_EQ(gethostname(host, sizeof host), 0);
+    const std::string whole = host;
+    return whole.substr(0, whole.find('.'));
+}
+
+TEST_F(Probe, AHostThatStandsAloneHasNoDomain) {
+    EXPECT_EQ(ask({"domain"}), (strings{"2 "}));
+    environment.erase("LD_LIBRARY_PATH");
+    EXPECT_EQ(ask({"domain"}), (strings{"2 "}));
+}
+
+TEST_F(Probe, SssdKnowsTheDomainByTheHostsAccount) {
+    environment["FAKE_SSSD"] = short_host_name() + "$,u,S-1-5-21-11-12-13-1105,0";
+    EXPECT_EQ(ask({"domain", "nt-domain"}), (strings{"0 S-1-5-21-11-12-13", "0 S-1-5-21-11-12-13"}));
+    for (const char *no_account : {"S-1-5-32-544", "S-1-5-21-11-12", "S-1-5-21-11-12-13-14-15", "S-1-22-1-0"}) {
+        environment["FAKE_SSSD"] = short_host_name() + "$,u," + no_account + ",0";
+        EXPECT_EQ(ask({"domain"}), (strings{"2 "})) << no_account;
+    }
+}
+
+TEST_F(Probe, WinbindKnowsTheDomain) {
+    environment["FAKE_WINBIND"] = "";
+    EXPECT_EQ(ask({"domain"}), (strings{"2 "}));
+    environment["FAKE_WINBIND_DOMAIN"] = "CORP";
+    EXPECT_EQ(ask({"domain", "nt-domain"}), (strings{"0 S-1-5-21-7-7-7", "0 S-1-5-21-7-7-7"}));
+}
+
+TEST_F(Probe, ADomainThatCannotBeAskedIsAnError) {
+    environment["FAKE_SSSD_ERROR"] = std::to_string(ETIME);
+    EXPECT_EQ(ask({"domain", "nt-domain"}), (strings{"5 ", "5 "}));
+    environment.erase("FAKE_SSSD_ERROR");
+    environment["FAKE_WINBIND_ERROR"] = "1";
+    EXPECT_EQ(ask({"domain", "nt-domain"}), (strings{"5 ", "5 "}));
+    environment["FAKE_WINBIND_ERROR"] = "3";
+    EXPECT_EQ(ask({"domain", "nt-domain"}), (strings{"12 ", "12 "}));
+}
+
+TEST(CredutlDomainSid, RefusesANull) {
+    ks_errno = 0;
+    EXPECT_EQ(credutl_domain_sid(nullptr), KS_EINVAL);
+    EXPECT_EQ(ks_errno, KS_EINVAL);
+}
+
 } // namespace

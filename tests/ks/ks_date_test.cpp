@@ -3,9 +3,12 @@
 #include "ks/ks_errno.h"
 #include "support/env.hpp"
 
+#include <cstdint>
 #include <cstring>
 #include <ctime>
 #include <gtest/gtest.h>
+#include <limits>
+#include <rapidcheck/gtest.h>
 #include <string>
 
 namespace {
@@ -64,6 +67,53 @@ TEST_F(DateCtime, NeverWritesHalfATime) {
     EXPECT_EQ(date_ctime(0, text, 0), KS_EINVAL);
     EXPECT_EQ(std::strlen(text), 25u);
     EXPECT_EQ(date_ctime(0, nullptr, 26), KS_EINVAL);
+}
+
+// ---- tokens
+
+std::string token(int64_t seconds) {
+    char buffer[DATE_TOKEN_SIZE];
+    const int error = date_fmt_token_short_date_time(seconds, buffer, sizeof buffer);
+    return error == 0 ? buffer : "error " + std::to_string(error);
+}
+
+TEST(DateFmtTokenShortDateTime, WritesTheTimeInUtc) {
+    EXPECT_EQ(token(0), "19700101T000000Z");
+    EXPECT_EQ(token(951782400), "20000229T000000Z");
+    EXPECT_EQ(token(1795273330), "20261121T150210Z");
+    EXPECT_EQ(token(-1), "19691231T235959Z");
+    EXPECT_EQ(token(INT32_MIN), "19011213T204552Z");
+    EXPECT_EQ(token(INT32_MAX), "20380119T031407Z");
+}
+
+TEST(DateFmtTokenShortDateTime, KnowsTheYearsOfFourDigits) {
+    EXPECT_EQ(token(253402300799), "99991231T235959Z");
+    EXPECT_EQ(token(253402300800), "error 22");
+    EXPECT_EQ(token(-62167219200), "00000101T000000Z");
+    EXPECT_EQ(token(-62167219201), "error 22");
+    EXPECT_EQ(token(std::numeric_limits<int64_t>::max()), "error 22");
+    EXPECT_EQ(token(std::numeric_limits<int64_t>::min()), "error 22");
+}
+
+RC_GTEST_PROP(DateFmtTokenShortDateTime, AgreesWithTheHost, (int32_t seconds)) {
+    const time_t moment = seconds;
+    tm parts;
+    char expected[64];
+    RC_ASSERT(gmtime_r(&moment, &parts) != nullptr);
+    std::strftime(expected, sizeof expected, "%Y%m%dT%H%M%SZ", &parts);
+    RC_ASSERT(token(seconds) == expected);
+}
+
+TEST(DateFmtTokenShortDateTime, RefusesABufferThatIsTooSmall) {
+    char buffer[DATE_TOKEN_SIZE] = "x";
+    ks_errno = 0;
+    EXPECT_EQ(date_fmt_token_short_date_time(0, buffer, sizeof buffer - 1), KS_ENAMETOOLONG);
+    EXPECT_EQ(ks_errno, KS_ENAMETOOLONG);
+    EXPECT_STREQ(buffer, "");
+    *buffer = 'x';
+    EXPECT_EQ(date_fmt_token_short_date_time(0, buffer, 0), KS_ENAMETOOLONG);
+    EXPECT_EQ(*buffer, 'x');
+    EXPECT_EQ(date_fmt_token_short_date_time(0, nullptr, 100), KS_EINVAL);
 }
 
 } // namespace

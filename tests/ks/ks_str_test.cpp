@@ -411,4 +411,65 @@ TEST(StrutlIsPrintable, GoesByUnicode) {
         EXPECT_EQ(strutl_is_printable(character), 0) << character;
 }
 
+TEST(StrutlFindStr, GivesTheFirstPlace) {
+    const char text[] = "a@@b@@@c";
+    EXPECT_EQ(strutl_find_str(text, "@@"), text + 1);
+    EXPECT_EQ(strutl_find_str(text + 2, "@@"), text + 4);
+    EXPECT_EQ(strutl_find_str(text + 5, "@@"), text + 5);
+    EXPECT_EQ(strutl_find_str(text + 6, "@@"), nullptr);
+    EXPECT_EQ(strutl_find_str(text, ""), text);
+    EXPECT_EQ(strutl_find_str("", "@@"), nullptr);
+    EXPECT_EQ(strutl_find_str(nullptr, "@@"), nullptr);
+    EXPECT_EQ(strutl_find_str(text, nullptr), nullptr);
+}
+
+// "error N" when it is refused.
+std::string number_of(const char *text, int base) {
+    uint32_t number = 4711;
+    ks_errno = 0;
+    const int error = strutl_strtoul(text, base, &number);
+    EXPECT_EQ(ks_errno, error);
+    if (error == 0) return std::to_string(number);
+    EXPECT_EQ(number, 4711u) << text;
+    return "error " + std::to_string(error);
+}
+
+TEST(StrutlStrtoul, ReadsTheBaseFromTheText) {
+    EXPECT_EQ(number_of("0", 0), "0");
+    EXPECT_EQ(number_of("1207", 0), "1207");
+    EXPECT_EQ(number_of("0x1fA", 0), "506");
+    EXPECT_EQ(number_of("0XFF", 0), "255");
+    EXPECT_EQ(number_of("017", 0), "15");
+    EXPECT_EQ(number_of("0000", 0), "0");
+    EXPECT_EQ(number_of("08", 0), "error 22");
+    EXPECT_EQ(number_of("1f", 0), "error 22");
+}
+
+TEST(StrutlStrtoul, TakesAGivenBase) {
+    EXPECT_EQ(number_of("010", 10), "10");
+    EXPECT_EQ(number_of("ff", 16), "255");
+    EXPECT_EQ(number_of("0xff", 16), "255");
+    EXPECT_EQ(number_of("0x10", 10), "error 22");
+    EXPECT_EQ(number_of("102", 2), "error 22");
+    EXPECT_EQ(number_of("Zz", 36), "1295");
+    for (const int base : {-1, 1, 37}) EXPECT_EQ(number_of("1", base), "error 22") << base;
+}
+
+TEST(StrutlStrtoul, ReadsNothingButThirtyTwoBits) {
+    EXPECT_EQ(number_of("4294967295", 0), "4294967295");
+    EXPECT_EQ(number_of("4294967296", 0), "error 34");
+    EXPECT_EQ(number_of("0xFFFFFFFF", 0), "4294967295");
+    EXPECT_EQ(number_of("0x100000000", 0), "error 34");
+    EXPECT_EQ(number_of("99999999999999999999999999", 0), "error 34");
+    EXPECT_EQ(number_of("4294967296x", 0), "error 22");
+}
+
+TEST(StrutlStrtoul, WantsTheWholeTextToBeTheNumber) {
+    for (const char *text : {"", " 1", "1 ", "+1", "-1", "0x", "0x-1", "0x 1", "0x0x1", "1.", "one"}) {
+        EXPECT_EQ(number_of(text, 0), "error 22") << '"' << text << '"';
+    }
+    EXPECT_EQ(number_of(nullptr, 0), "error 22");
+    EXPECT_EQ(strutl_strtoul("1", 0, nullptr), KS_EINVAL);
+}
+
 } // namespace

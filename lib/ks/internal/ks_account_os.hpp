@@ -54,6 +54,7 @@ struct domain_source {
                    domain_account &found);
     int (*by_sid)(credutl_account_kind_t kind, const credutl_sid_t &sid, domain_account &found);
     int (*sid_of_id)(credutl_account_kind_t kind, uint32_t id, credutl_sid_t &sid);
+    int (*domain_sid)(credutl_sid_t &sid); // of the domain that the host is a member of: S-1-5-21-a-b-c
 };
 
 // The sources in the order in which they are asked.

@@ -25,6 +25,9 @@ inline constexpr size_t max_sub_authorities = 6;
 // Builds a SID of at most six sub-authorities from an authority below 2^48.
 [[nodiscard]] credutl_sid_t make_sid(uint64_t authority, std::span<const uint32_t> sub_authorities) noexcept;
 
+// Makes S-1-5-21-a-b-c of a SID that is that, or that of an account below it; false for any other.
+[[nodiscard]] bool sid_of_domain(const credutl_sid_t &sid, credutl_sid_t &domain) noexcept;
+
 // Take a SID apart; the counterparts of make_sid().
 [[nodiscard]] size_t sid_sub_authorities(const credutl_sid_t &sid, uint32_t (&out)[max_sub_authorities]) noexcept;
 [[nodiscard]] uint64_t sid_authority(const credutl_sid_t &sid) noexcept;

@@ -118,8 +118,8 @@ int64_t milliseconds() noexcept {
 
 std::span<const domain_source> domain_sources() noexcept {
     static constexpr domain_source sources[] = {
-        {"sssd", sssd_by_name, sssd_by_sid, sssd_sid_of_id},
-        {"winbind", winbind_by_name, winbind_by_sid, winbind_sid_of_id},
+        {"sssd", sssd_by_name, sssd_by_sid, sssd_sid_of_id, sssd_domain_sid},
+        {"winbind", winbind_by_name, winbind_by_sid, winbind_sid_of_id, winbind_domain_sid},
     };
     return sources;
 }

@@ -10,11 +10,13 @@ int sssd_by_name(credutl_account_kind_t kind, const std::string &domain, const s
                  domain_account &found);
 int sssd_by_sid(credutl_account_kind_t kind, const credutl_sid_t &sid, domain_account &found);
 int sssd_sid_of_id(credutl_account_kind_t kind, uint32_t id, credutl_sid_t &sid);
+int sssd_domain_sid(credutl_sid_t &sid);
 
 int winbind_by_name(credutl_account_kind_t kind, const std::string &domain, const std::string &name,
                     domain_account &found);
 int winbind_by_sid(credutl_account_kind_t kind, const credutl_sid_t &sid, domain_account &found);
 int winbind_sid_of_id(credutl_account_kind_t kind, uint32_t id, credutl_sid_t &sid);
+int winbind_domain_sid(credutl_sid_t &sid);
 
 // A shared library that is opened when it is there, and stays open.
 class back_end {

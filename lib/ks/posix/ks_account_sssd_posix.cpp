@@ -1,6 +1,7 @@
 #include "posix/ks_account_sources.hpp"
 
 #include "internal/ks_sid.hpp"
+#include "internal/ks_sys_os.hpp"
 #include "ks/ks_errno.h"
 
 #include <cerrno>
@@ -159,6 +160,25 @@ int sssd_sid_of_id(credutl_account_kind_t kind, uint32_t id, credutl_sid_t &sid)
     int type = sss_unspecified;
     const int error = (kind == CREDUTL_USER ? all.sid_by_uid : all.sid_by_gid)(id, time_limit_ms, &text, &type);
     return read_sid(error, owned_text(text), type, kind, sid);
+}
+
+// The daemon tells nothing about its domain itself, but knows the account that the host has there: "HOST$".
+int sssd_domain_sid(credutl_sid_t &sid) {
+    if (!the_sssd().complete) {
+        return KS_ENOENT;
+    }
+    char host[256];
+    if (const int error = host_name(host, sizeof host)) {
+        return error;
+    }
+    const std::string_view whole = host;
+    const std::string account = std::string(whole.substr(0, whole.find('.'))) + '$';
+    credutl_sid_t found;
+    const int error = sid_of_name(CREDUTL_USER, account, found);
+    if (error != 0) {
+        return error;
+    }
+    return sid_of_domain(found, sid) ? 0 : KS_ENOENT;
 }
 
 } // namespace ks::os

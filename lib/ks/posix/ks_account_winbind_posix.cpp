@@ -36,6 +36,21 @@ struct wbc_sid {
     uint8_t authority[6];
     uint32_t sub_authorities[15];
 };
+// How the two records below begin.
+struct wbc_interface_details {
+    uint32_t interface_version;
+    const char *version;
+    char separator;
+    const char *host;
+    const char *domain; // short name of the host's domain
+};
+struct wbc_domain_info {
+    const char *short_name;
+    const char *dns_name;
+    wbc_sid sid;
+};
+using interface_details_fn = int(wbc_interface_details **details);
+using domain_info_fn = int(const char *domain, wbc_domain_info **info);
 using lookup_name_fn = int(const char *domain, const char *name, wbc_sid *sid, int *type);
 using lookup_sid_fn = int(const wbc_sid *sid, char **domain, char **name, int *type);
 using id_to_sid_fn = int(uid_t id, wbc_sid *sid);
@@ -51,8 +66,11 @@ struct winbind {
     id_to_sid_fn *gid_to_sid = library.function<id_to_sid_fn>("wbcGidToSid");
     sid_to_id_fn *sid_to_uid = library.function<sid_to_id_fn>("wbcSidToUid");
     sid_to_id_fn *sid_to_gid = library.function<sid_to_id_fn>("wbcSidToGid");
+    interface_details_fn *interface_details = library.function<interface_details_fn>("wbcInterfaceDetails");
+    domain_info_fn *domain_info = library.function<domain_info_fn>("wbcDomainInfo");
     free_fn *free = library.function<free_fn>("wbcFreeMemory");
-    bool complete = lookup_name && lookup_sid && uid_to_sid && gid_to_sid && sid_to_uid && sid_to_gid && free;
+    bool complete = lookup_name && lookup_sid && uid_to_sid && gid_to_sid && sid_to_uid && sid_to_gid &&
+                    interface_details && domain_info && free;
 };
 
 const winbind &the_winbind() noexcept {
@@ -67,7 +85,7 @@ std::mutex &the_connection() noexcept {
 }
 
 struct freed {
-    void operator()(char *text) const noexcept { the_winbind().free(text); }
+    void operator()(void *memory) const noexcept { the_winbind().free(memory); }
 };
 using owned_text = std::unique_ptr<char, freed>;
 
@@ -181,6 +199,28 @@ int winbind_sid_of_id(credutl_account_kind_t kind, uint32_t id, credutl_sid_t &s
         return error;
     }
     return from_wbc(found, sid) ? 0 : KS_ENOENT;
+}
+
+int winbind_domain_sid(credutl_sid_t &sid) {
+    const winbind &all = the_winbind();
+    if (!all.complete) {
+        return KS_ENOENT;
+    }
+    const std::lock_guard lock(the_connection());
+    wbc_interface_details *details = nullptr;
+    int error = translate(all.interface_details(&details));
+    const std::unique_ptr<wbc_interface_details, freed> details_owner(details);
+    if (error != 0 || !details || !details->domain) {
+        return error != 0 ? error : KS_ENOENT;
+    }
+    wbc_domain_info *info = nullptr;
+    error = translate(all.domain_info(details->domain, &info));
+    const std::unique_ptr<wbc_domain_info, freed> info_owner(info);
+    if (error != 0 || !info) {
+        return error != 0 ? error : KS_ENOENT;
+    }
+    credutl_sid_t found;
+    return from_wbc(info->sid, found) && sid_of_domain(found, sid) ? 0 : KS_ENOENT;
 }
 
 } // namespace ks::os

@@ -3,7 +3,7 @@
 #define TBS_INTERNAL_SETTINGS_FILE_HPP
 
 #include "ks/ks_imsg.h"
-#include "ks/ks_thread.h"
+#include "mutex_hold.hpp"
 #include "nt/nt_file.h"
 
 #include <atomic>
@@ -28,18 +28,6 @@ inline settings_stream open_settings(const char *path, const char *module, std::
     }
     return stream;
 }
-
-// Holds a mutex for a scope.
-class mutex_hold {
-public:
-    explicit mutex_hold(tvthread_mutex_t &mutex) : mutex_(mutex) { tvthread_mutex_lock(&mutex_); }
-    ~mutex_hold() { tvthread_mutex_unlock(&mutex_); }
-    mutex_hold(const mutex_hold &) = delete;
-    mutex_hold &operator=(const mutex_hold &) = delete;
-
-private:
-    tvthread_mutex_t &mutex_;
-};
 
 } // namespace tbs
 

@@ -3,8 +3,10 @@
 //   to-uid=SID to-gid=SID                                    id
 //   client=NAME                                              error domain|user|primary group|group|...
 //   strings=USER,GROUP,GROUP                                 error user|primary group|group, after conversion
+//   domain, nt-domain                                        error SID
 //   set=NAME=VALUE, flush                                    nothing
 #include "ks/ks_cred.h"
+#include "nt/nt_sid.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -99,6 +101,13 @@ int main(int argc, char **argv) {
             print_client(value.c_str());
         } else if (question == "strings") {
             print_converted(value);
+        } else if (question == "domain") {
+            const int error = credutl_domain_sid(&sid);
+            std::printf("%d %s\n", error, error == 0 ? text_of(sid).c_str() : "");
+        } else if (question == "nt-domain") {
+            char text[CREDUTL_SID_STR_SIZE];
+            const int error = nt_get_domain_sid_str(text, sizeof text);
+            std::printf("%d %s\n", error, text);
         } else if (question == "set") {
             const size_t equals = value.find('=');
             setenv(value.substr(0, equals).c_str(), value.substr(equals + 1).c_str(), 1);
