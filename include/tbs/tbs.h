@@ -5,6 +5,7 @@
 #define TBS_H
 
 #include "tbs_acl.h"
+#include "tbs_cr.h"
 #include "tbs_fstat.h"
 #include "tbs_ft.h"
 #include "tbs_help.h"

@@ -92,6 +92,21 @@ cursor sink::longer_text(cursor at, const char *characters, uint32_t max) {
     return at + size;
 }
 
+cursor sink::bytes(cursor at, const void *first, uint32_t size) {
+    const auto *from = static_cast<const uint8_t *>(first);
+    for (size_t left = size; left > 0;) {
+        at = room(at, unit);
+        if (!at) return nullptr;
+        const size_t piece = std::min(left, ahead(at) / unit * unit);
+        std::memset(at + padded(piece) - unit, 0, unit);
+        std::memcpy(at, from, piece);
+        at += padded(piece);
+        from += piece;
+        left -= piece;
+    }
+    return at;
+}
+
 cursor sink::elements(cursor at, const void *first, size_t count, const shape &kind) {
     const level nested(*this);
     return nested.ok() ? kind.put(*this, at, first, count) : nullptr;
@@ -151,6 +166,25 @@ cursor source::longer_text(cursor at, char *&characters, uint32_t max) {
 uint32_t source::expected(const uint8_t *at, uint32_t wanted, size_t size, size_t least) const {
     const size_t capacity = in_place_ ? ahead(at) / least + 1 : std::max<size_t>(first_piece / size, 1);
     return static_cast<uint32_t>(std::min<size_t>(wanted, capacity));
+}
+
+cursor source::bytes(cursor at, uint32_t wanted, void *&memory, uint32_t &size) {
+    if (wanted && ahead(at) < unit && !(at = look(at))) return nullptr;
+    if (in_place_ && ahead(at) < padded(wanted)) return refuse(at);
+    for (uint32_t capacity = 0; size < wanted;) {
+        if (size == capacity) {
+            capacity = expected(at, wanted, 1, 1);
+            if (capacity <= size) capacity = size > wanted / 2 ? wanted : 2 * size;
+            grow(memory, size, capacity, 1);
+        }
+        const size_t piece = std::min<size_t>(capacity - size, staging_size);
+        at = room(at, padded(piece));
+        if (!at) return nullptr;
+        std::memcpy(static_cast<uint8_t *>(memory) + size, at, piece);
+        at += padded(piece);
+        size += static_cast<uint32_t>(piece);
+    }
+    return at;
 }
 
 cursor source::elements(cursor at, uint32_t wanted, void *&array, uint32_t &count, const shape &kind) {

@@ -120,6 +120,8 @@ public:
     [[nodiscard]] cursor text(cursor at, const char *characters, uint32_t max) {
         return characters && *characters ? longer_text(at, characters, max) : word(at, 0);
     }
+    // Bytes as they are, and their padding.
+    [[nodiscard]] cursor bytes(cursor at, const void *first, uint32_t size);
     // The elements of an array.
     [[nodiscard]] cursor elements(cursor at, const void *first, size_t count, const shape &kind);
 
@@ -154,6 +156,8 @@ public:
         }
         return at ? longer_text(at, characters, max) : nullptr;
     }
+    // Bytes into memory that grows as they arrive.
+    [[nodiscard]] cursor bytes(cursor at, uint32_t wanted, void *&memory, uint32_t &size);
     // Elements into an array that grows as they arrive. Array and count agree at every moment.
     [[nodiscard]] cursor elements(cursor at, uint32_t wanted, void *&array, uint32_t &count, const shape &kind);
     // How many elements may be given memory before they arrive.
@@ -241,6 +245,29 @@ template <auto M> struct low_first {
     static void get(const uint8_t *from, auto &o) {
         value_of<M>(o) = static_cast<member_t<M>>(uint64_t{load(from + unit)} << 32 | load(from));
     }
+};
+
+// A 64-bit integer in two units, the high one first (RFC 4506, hyper integer).
+template <auto M> struct high_first {
+    static_assert(sizeof(member_t<M>) == 2 * unit);
+    static constexpr size_t width = 2 * unit;
+    static bool put(cursor to, const auto &o) {
+        const auto value = static_cast<uint64_t>(value_of<M>(o));
+        store(to, static_cast<uint32_t>(value >> 32));
+        store(to + unit, static_cast<uint32_t>(value));
+        return true;
+    }
+    static void get(const uint8_t *from, auto &o) {
+        value_of<M>(o) = static_cast<member_t<M>>(uint64_t{load(from)} << 32 | load(from + unit));
+    }
+};
+
+// The low 16 bits of an unsigned integer, in one unit.
+template <auto M> struct low_half {
+    static_assert(std::is_same_v<member_t<M>, uint32_t>);
+    static constexpr size_t width = unit;
+    static bool put(cursor to, const auto &o) { return store(to, static_cast<uint16_t>(value_of<M>(o))), true; }
+    static void get(const uint8_t *from, auto &o) { value_of<M>(o) = static_cast<uint16_t>(load(from)); }
 };
 
 // An identifier. time_hi_and_version precedes time_mid on the wire.
@@ -470,10 +497,11 @@ private:
 template <auto M, uint32_t Max = no_maximum> struct text {
     static constexpr size_t least = unit;
     static constexpr bool owns = true;
-    static cursor put(sink &s, cursor at, const auto &o) { return s.text(at, o.*M, Max); }
-    static cursor get(source &s, cursor at, auto &o) { return s.text(at, o.*M = nullptr, Max); }
-    static void drop(auto &o) { free_text(&(o.*M)); }
+    static cursor put(sink &s, cursor at, const auto &o) { return s.text(at, value_of<M>(o), Max); }
+    static cursor get(source &s, cursor at, auto &o) { return s.text(at, value_of<M>(o) = nullptr, Max); }
+    static void drop(auto &o) { free_text(&value_of<M>(o)); }
 };
+template <> struct record<char *> : rows<text<itself<char *>{}>> {};
 
 // A text that only one kind sends; the others send "" in its place.
 template <auto M, auto Kind, auto Value> struct text_of_kind {
@@ -496,6 +524,51 @@ template <auto M> struct part {
     static void drop(auto &o) { wire::drop(o.*M); }
 };
 
+// A record that owns its storage and is always there: nothing but the record travels.
+template <auto M> struct boxed {
+    using element = std::remove_pointer_t<member_t<M>>;
+    static constexpr size_t least = wire::least(record<element>{});
+    static constexpr bool owns = true;
+    static cursor put(sink &s, cursor at, const auto &o) {
+        const element *one = value_of<M>(o);
+        return one ? wire::put(s, at, *one) : nullptr;
+    }
+    static cursor get(source &s, cursor at, auto &o) {
+        return wire::get(s, at, *(value_of<M>(o) = zalloc<element>()));
+    }
+    static void drop(auto &o) {
+        element *one = std::exchange(value_of<M>(o), nullptr);
+        if (one) wire::drop(*one);
+        stg_free(one);
+    }
+};
+template <class T> struct record<T *> : rows<boxed<itself<T *>{}>> {};
+
+// Bytes as they are, behind their number. The number travels twice: by itself, and before the bytes.
+template <auto N, auto P> struct opaque {
+    static constexpr size_t least = 2 * unit;
+    static constexpr bool owns = true;
+    static cursor put(sink &s, cursor at, const auto &o) {
+        if (o.*N > no_maximum || (o.*N && !(o.*P))) return nullptr;
+        const auto size = static_cast<uint32_t>(o.*N);
+        at = s.word(at, size);
+        if (at) at = s.word(at, size);
+        return at ? s.bytes(at, o.*P, size) : nullptr;
+    }
+    static cursor get(source &s, cursor at, auto &o) {
+        slot built(o.*P, o.*N);
+        uint32_t size = 0, again = 0;
+        at = s.word(at, size);
+        if (at) at = s.word(at, again);
+        if (!at) return nullptr;
+        return again == size ? s.bytes(at, size, built.memory, built.elements) : s.refuse(at);
+    }
+    static void drop(auto &o) {
+        stg_free(std::exchange(o.*P, nullptr));
+        o.*N = 0;
+    }
+};
+
 // A count and a pointer to so many elements. The count travels twice: by itself, and before the elements.
 template <auto N, auto P> struct array {
     using element = std::remove_pointer_t<member_t<P>>;
@@ -503,14 +576,18 @@ template <auto N, auto P> struct array {
     static constexpr bool owns = true;
     static constexpr size_t most = std::is_signed_v<member_t<N>> ? std::numeric_limits<int32_t>::max() : no_maximum;
 
-    static cursor put(sink &s, cursor at, const auto &o) {
+    static cursor put(sink &s, cursor at, const auto &o) { return put_as(s, at, o, shape_of<element>); }
+    static cursor get(source &s, cursor at, auto &o) { return get_as(s, at, o, shape_of<element>); }
+
+    // The same with another look of the elements on the wire.
+    static cursor put_as(sink &s, cursor at, const auto &o, const shape &elements) {
         const auto count = static_cast<size_t>(o.*N); // a negative one is above every limit
         if (count > most || (count && !(o.*P))) return nullptr;
         at = s.word(at, static_cast<uint32_t>(count));
         if (at) at = s.word(at, static_cast<uint32_t>(count));
-        return at ? s.elements(at, o.*P, count, shape_of<element>) : nullptr;
+        return at ? s.elements(at, o.*P, count, elements) : nullptr;
     }
-    static cursor get(source &s, cursor at, auto &o) {
+    static cursor get_as(source &s, cursor at, auto &o, const shape &elements) {
         slot built(o.*P, o.*N);
         uint32_t count = 0, again = 0;
         at = s.word(at, count);
@@ -519,7 +596,7 @@ template <auto N, auto P> struct array {
         at = s.word(at, again);
         if (!at) return nullptr;
         if (again != count) return s.refuse(at);
-        return s.elements(at, count, built.memory, built.elements, shape_of<element>);
+        return s.elements(at, count, built.memory, built.elements, elements);
     }
     static void drop(auto &o) {
         const auto count = static_cast<size_t>(o.*N);

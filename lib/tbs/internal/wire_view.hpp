@@ -123,6 +123,13 @@ private:
                       static_cast<int>(word_at(at_ + unit)));
         return put(name_of<M>(), item_kind::time, 2 * unit, text);
     }
+    template <auto M> bool show(high_first<M>) {
+        return has(2 * unit) && put(name_of<M>(), 2 * unit,
+                                    static_cast<member_t<M>>(uint64_t{word_at(at_)} << 32 | word_at(at_ + unit)));
+    }
+    template <auto M> bool show(low_half<M>) {
+        return has(unit) && put(name_of<M>(), unit, static_cast<uint16_t>(word_at(at_)));
+    }
     template <uint32_t Value> bool show(always<Value>) {
         if (!has(unit)) return false;
         const uint32_t value = word_at(at_);
@@ -159,6 +166,19 @@ private:
         listener_.leave();
         return shown;
     }
+    template <auto M> bool show(boxed<M>) { return show_record<typename boxed<M>::element>(); }
+    template <auto N, auto P> bool show(opaque<N, P>) {
+        uint32_t size = 0;
+        if (!show_both_counts(name_of<N>(), no_maximum, size)) return false;
+        if (!has(padded(size))) return false;
+        std::string hexadecimal;
+        for (size_t i = 0; i < size; i++) {
+            char digits[3];
+            std::snprintf(digits, sizeof digits, "%02x", bytes_[at_ + i]);
+            hexadecimal += digits;
+        }
+        return put(name_of<P>(), item_kind::text, padded(size), std::move(hexadecimal));
+    }
     // Records may hold each other, but not for ever.
     template <class F> bool one_level_down(F show_inside) {
         if (depth_ == nesting_limit) return stop("records are nested too deep");
@@ -178,15 +198,19 @@ private:
         listener_.leave();
         return shown;
     }
-    template <auto N, auto P> bool show(array<N, P>) {
+    bool show_both_counts(std::string_view name, size_t most, uint32_t &count) {
         if (!has(unit)) return false;
-        const uint32_t count = word_at(at_);
-        put(name_of<N>(), unit, count);
-        if (count > array<N, P>::most) return stop("a count is negative");
+        count = word_at(at_);
+        put(name, unit, count);
+        if (count > most) return stop("a count is negative");
         if (!has(unit)) return false;
         const uint32_t again = word_at(at_);
-        put(name_of<N>(), unit, again);
-        if (again != count) return stop("the two counts of a list differ");
+        put(name, unit, again);
+        return again == count || stop("the two counts of a list differ");
+    }
+    template <auto N, auto P> bool show(array<N, P>) {
+        uint32_t count = 0;
+        if (!show_both_counts(name_of<N>(), array<N, P>::most, count)) return false;
         return one_level_down([&] { return show_elements<typename array<N, P>::element>(name_of<P>(), count); });
     }
     template <auto N, auto P> bool show(entry_array<N, P>) {
