@@ -12,6 +12,7 @@
 #include <cstring>
 #include <initializer_list>
 #include <memory>
+#include <type_traits>
 #include <utility>
 
 using namespace tbs;
@@ -139,10 +140,12 @@ private:
         if (!memory) throw std::bad_alloc();
         return memory;
     }
+    // An array of pointers.
     template <class T> [[nodiscard]] T *array(uint32_t count) const {
+        static_assert(std::is_pointer_v<T>);
         if (count == 0) return nullptr;
-        void *memory = allocate(count * sizeof(T));
-        std::memset(memory, 0, count * sizeof(T));
+        void *memory = allocate(count * sizeof(void *));
+        std::memset(memory, 0, count * sizeof(void *));
         return static_cast<T *>(memory);
     }
     stg_area_t *area_;

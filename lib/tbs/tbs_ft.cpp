@@ -1,6 +1,7 @@
 #include "tbs/tbs_ft.h"
 
 #include "internal/guard.hpp"
+#include "internal/owned.hpp"
 #include "internal/settings_file.hpp"
 #include "ks/ks_errno.h"
 #include "ks/ks_str.h"
@@ -232,10 +233,10 @@ extern "C" int tbs_file_type(const char *path, int fd, const fileutl_status_t *s
 }
 
 extern "C" const char *tbs_file_type_path() noexcept {
-    thread_local std::string of_thread;
-    return with_rules<const char *>(nullptr, [](const program &) {
-        if (of_thread.empty()) of_thread = search_path;
-        return of_thread.c_str();
+    thread_local owned_text of_thread;
+    return with_rules<const char *>(nullptr, [](const program &) -> const char * {
+        if (!of_thread.get()) *of_thread.put() = copy_text(search_path);
+        return of_thread.get();
     });
 }
 

@@ -76,13 +76,14 @@ void remark_on_tests(const definition &one, std::vector<remark> &remarks) {
 
 void remark_on_names(const definition &one, std::unordered_map<std::string_view, const definition *> &known,
                      std::vector<remark> &remarks) {
-    for (const char *const *name = one.names; *name; name++) {
+    const char *const *name = one.names; // there is one at least
+    do {
         const bool is_twice = std::any_of(static_cast<const char *const *>(one.names), name,
                                           [&](const char *before) { return std::strcmp(before, *name) == 0; });
         if (is_twice)
             remarks.push_back(
                 {weight::warning, one.file, one.line, "\"" + std::string(*name) + "\" stands twice among the names"});
-    }
+    } while (*++name);
     const auto [before, is_new] = known.try_emplace(one.names[0], &one);
     if (!is_new)
         remarks.push_back({weight::note, one.file, one.line,

@@ -254,6 +254,7 @@ value program::run(const rule &one, examined_file &file, const matched_patterns 
         undecided_elsewhere = std::make_unique<bool[]>(most_nested_);
         undecided = undecided_elsewhere.get();
     }
+    std::fill_n(undecided, most_nested_, false);
     if (heard_by) heard_by->begins(*one.from);
     size_t depth = 0;
     value decided = value::fails;
