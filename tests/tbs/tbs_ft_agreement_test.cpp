@@ -26,7 +26,7 @@ TEST(DefaultRules, AgreeWithLibmagic) { GTEST_SKIP() << "libmagic was not here w
 
 namespace {
 
-constexpr size_t most_files = 5'000;
+constexpr size_t most_files = 20'000;
 constexpr size_t fewest_files = 1'000; // below that a percentage says nothing
 constexpr double least_agreement = 0.99;
 
