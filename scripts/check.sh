@@ -46,5 +46,5 @@ step 'exports' ./scripts/check_exports build/dev/lib
 step 'lint' ./scripts/lint.sh build/dev
 step 'address and undefined-behaviour sanitizers' sanitized asan
 step 'thread sanitizer' sanitized tsan
-step 'fuzz' ./scripts/fuzz.sh "${FUZZ_SECONDS:-10}"
+step 'fuzz' ./scripts/fuzz.sh "${FUZZ_SECONDS:-5}"
 echo 'All checks passed.'

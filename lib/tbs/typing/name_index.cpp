@@ -79,13 +79,19 @@ std::string_view longest_part(std::string_view pattern) {
 
 uint8_t byte(char c) { return static_cast<uint8_t>(c); }
 
+uint64_t characters_of(std::string_view text) {
+    uint64_t all = 0;
+    for (const char c : text) all |= uint64_t{1} << (byte(c) % 64);
+    return all;
+}
+
 constexpr uint32_t bit_of_length(size_t length) { return uint32_t{1} << (length - 1); }
 
 } // namespace
 
 void name_index::link(key_lists &into, std::string_view key, uint32_t id, const char *compiled) {
     const auto number = static_cast<uint32_t>(entries_.size());
-    entries_.push_back({id, compiled, none, {}});
+    entries_.push_back({id, compiled, none, {}, 0});
     const auto [place, is_new] = into.try_emplace(key, number);
     if (is_new) return;
     entries_[number].next = place->second;
@@ -94,7 +100,7 @@ void name_index::link(key_lists &into, std::string_view key, uint32_t id, const 
 
 void name_index::link_end(std::string_view end, uint32_t id, const char *compiled) {
     end = end.substr(end.size() - std::min(end.size(), longest_key));
-    ends_.lengths[byte(end.back())] |= bit_of_length(end.size());
+    ends_.lengths(end.back(), end.size() > 1 ? &end[end.size() - 2] : nullptr) |= bit_of_length(end.size());
     link(ends_.first, end, id, compiled);
 }
 
@@ -117,32 +123,44 @@ uint32_t name_index::add(const ft_node_t &test) {
     if (!end.empty()) {
         link_end(end, id, compiled);
     } else if (!beginning.empty()) {
-        beginnings_.lengths[byte(beginning[0])] |= bit_of_length(beginning.size());
+        beginnings_.lengths(beginning[0], beginning.size() > 1 ? &beginning[1] : nullptr) |=
+            bit_of_length(beginning.size());
         link(beginnings_.first, beginning, id, compiled);
     } else {
-        entries_.push_back({id, compiled, tried_, longest_part(text)});
+        const std::string_view part = longest_part(text);
+        entries_.push_back({id, compiled, tried_, part, characters_of(part)});
         tried_ = static_cast<uint32_t>(entries_.size() - 1);
     }
     return id;
 }
 
-void name_index::take(uint32_t first, const char *name, std::string_view text, matched_patterns &matched) const {
+void name_index::take(uint32_t first, const char *name, matched_patterns &matched) const {
     for (uint32_t at = first; at != none; at = entries_[at].next) {
         const entry &one = entries_[at];
-        if (!one.part.empty() && text.find(one.part) == std::string_view::npos) continue;
         if (!one.compiled || wild_match(one.compiled, name, 0)) matched.add(one.id);
+    }
+}
+
+void name_index::try_others(const char *name, std::string_view text, matched_patterns &matched) const {
+    const uint64_t characters = characters_of(text);
+    for (uint32_t at = tried_; at != none; at = entries_[at].next) {
+        const entry &one = entries_[at];
+        const bool may_match = (one.characters & ~characters) == 0 && text.find(one.part) != std::string_view::npos;
+        if (may_match && wild_match(one.compiled, name, 0)) matched.add(one.id);
     }
 }
 
 void name_index::match(const char *name, std::string_view text, matched_patterns &matched) const {
     const auto look_up = [&](const auto &lists, std::string_view key) {
         const auto found = lists.find(key);
-        if (found != lists.end()) take(found->second, name, text, matched);
+        if (found != lists.end()) take(found->second, name, matched);
     };
     look_up(whole_names_, text);
-    take(tried_, name, text, matched);
+    try_others(name, text, matched);
     if (text.empty()) return;
-    const uint32_t ends = ends_.lengths[byte(text.back())], beginnings = beginnings_.lengths[byte(text[0])];
+    const bool is_one = text.size() == 1;
+    const uint32_t ends = ends_.lengths_for(text.back(), is_one ? nullptr : &text[text.size() - 2]);
+    const uint32_t beginnings = beginnings_.lengths_for(text[0], is_one ? nullptr : &text[1]);
     for (size_t length = 1; length <= std::min(longest_key, text.size()); length++) {
         if (ends & bit_of_length(length)) look_up(ends_.first, text.substr(text.size() - length));
         if (beginnings & bit_of_length(length)) look_up(beginnings_.first, text.substr(0, length));

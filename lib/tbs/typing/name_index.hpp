@@ -57,19 +57,30 @@ private:
         const char *compiled;  // null when the key tells all
         uint32_t next;         // with the same key
         std::string_view part; // what a name must hold for the pattern to be tried
+        uint64_t characters;   // those of the part, each a bit
     };
     static constexpr uint32_t none = UINT32_MAX;
 
-    // Literal ends (or beginnings) of patterns, with the lengths that there are for each last (or first) character.
+    // Literal ends (or beginnings) of patterns, with the lengths that there are for each pair of outermost characters.
     struct keys {
         std::unordered_map<std::string_view, uint32_t> first;
-        std::array<uint32_t, 256> lengths{};
+        std::array<uint32_t, 256> of_one{}, of_more{};
+
+        // The outermost character, and the one beside it when there is one.
+        uint32_t &lengths(char outer, const char *inner) {
+            return inner ? of_more[pair(outer, *inner)] : of_one[static_cast<uint8_t>(outer)];
+        }
+        [[nodiscard]] uint32_t lengths_for(char outer, const char *inner) const {
+            return of_one[static_cast<uint8_t>(outer)] | (inner ? of_more[pair(outer, *inner)] : 0);
+        }
+        static size_t pair(char outer, char inner) { return static_cast<uint8_t>(outer ^ inner << 3 ^ inner >> 5); }
     };
 
     using key_lists = std::unordered_map<std::string_view, uint32_t>;
     void link(key_lists &into, std::string_view key, uint32_t id, const char *compiled);
     void link_end(std::string_view end, uint32_t id, const char *compiled);
-    void take(uint32_t first, const char *name, std::string_view text, matched_patterns &matched) const;
+    void take(uint32_t first, const char *name, matched_patterns &matched) const;
+    void try_others(const char *name, std::string_view text, matched_patterns &matched) const;
 
     std::vector<entry> entries_;
     std::deque<std::string> spelled_; // ends that patterns with sets of characters stand for
