@@ -2,6 +2,7 @@
 
 #include "acl_check_support.hpp"
 
+#include "support/all_threads.hpp"
 #include <atomic>
 #include <latch>
 #include <thread>
@@ -12,20 +13,6 @@ namespace {
 
 constexpr int thread_count = 16;
 
-// Runs body(number) on all threads from the same moment on. The threads count what they find wrong themselves:
-// assertions of the test framework would order them.
-template <class Body> void on_all_threads(Body &&body) {
-    std::latch start(thread_count);
-    std::vector<std::thread> threads;
-    for (int number = 0; number < thread_count; number++) {
-        threads.emplace_back([&, number] {
-            start.arrive_and_wait();
-            body(number);
-        });
-    }
-    for (std::thread &thread : threads) thread.join();
-}
-
 class AclThreads : public testing::Test {
 protected:
     accounts known_;
@@ -34,7 +21,7 @@ protected:
 
 TEST_F(AclThreads, ListingsAreNeverMixed) {
     constexpr int rounds = 20, entries = 10;
-    on_all_threads([](int number) {
+    on_all_threads(thread_count, [](int number) {
         const classic_ptr classic = make_classic();
         const sid_ptr by_sid = make_sid();
         for (int i = 0; i < entries; i++) {
@@ -81,7 +68,7 @@ TEST_F(AclThreads, OneSidAclServesAllThreads) {
     const whole_ptr shared_whole = shared_person.whole();
     const client_ptr shared_client = shared_person.client();
     std::atomic<int> wrong = 0;
-    on_all_threads([&](int number) {
+    on_all_threads(thread_count, [&](int number) {
         for (unsigned i = 0; i < 60; i++) {
             const unsigned n = (i + static_cast<unsigned>(number)) % numbered_accounts;
             const bool listed = n % 2 == 0;
@@ -103,7 +90,7 @@ TEST_F(AclThreads, OneSidAclServesAllThreads) {
 
 TEST_F(AclThreads, EachThreadChecksByItsOwnClassicAcl) {
     std::atomic<int> wrong = 0;
-    on_all_threads([&](int number) {
+    on_all_threads(thread_count, [&](int number) {
         const std::string user = "u" + std::to_string(number);
         named_person named{"CORP", "CORP\\" + user, "", {}};
         sid_person who{"CORP", sid(first_user_rid + static_cast<unsigned>(number)), CREDUTL_SID_NOBODY, {}};
@@ -128,7 +115,7 @@ TEST_F(AclThreads, CookedListsMadeBeforehandServeAllThreads) {
     const client_ptr client = sid_person{"CORP", sid(fred), sid(staff), {}}.client();
     ASSERT_EQ(check(acl, 3, client), granted);
     std::atomic<int> wrong = 0;
-    on_all_threads([&](int) {
+    on_all_threads(thread_count, [&](int) {
         for (int i = 0; i < 200; i++) {
             wrong += check(acl, 3, client) != granted;
             wrong += check(acl, 4, client) != denied;
@@ -139,7 +126,7 @@ TEST_F(AclThreads, CookedListsMadeBeforehandServeAllThreads) {
 
 TEST_F(AclThreads, TextsBelongToTheirThread) {
     std::atomic<int> wrong = 0;
-    on_all_threads([&](int number) {
+    on_all_threads(thread_count, [&](int number) {
         const auto perms = static_cast<tbs_acl_permission_set_t>(number) << 8 | TBS_ACL_PERM_ACL_READ;
         char expected_perms[40], expected_kind[60];
         std::snprintf(expected_perms, sizeof expected_perms, number ? "AclRead,0x%.8x" : "AclRead",
@@ -159,7 +146,7 @@ TEST_F(AclThreads, TextsBelongToTheirThread) {
 
 TEST_F(AclThreads, AccountsAreResolvedEverywhere) {
     std::atomic<int> wrong = 0;
-    on_all_threads([&](int number) {
+    on_all_threads(thread_count, [&](int number) {
         for (unsigned i = 0; i < 100; i++) {
             if (number == 0 && i % 10 == 0) credutl_flush_accounts();
             const unsigned n = (i * 7 + static_cast<unsigned>(number)) % numbered_accounts;
@@ -182,7 +169,7 @@ TEST_F(AclThreads, FilesAreReadByAllThreads) {
     for (unsigned i = 0; i < 50; i++) content += "User:CORP\\u" + std::to_string(i) + " List\n";
     const std::string good = dir.write("good", content), bad = dir.write("bad", content + "x\n");
     std::atomic<int> wrong = 0;
-    on_all_threads([&](int) {
+    on_all_threads(thread_count, [&](int) {
         for (int i = 0; i < 10; i++) {
             tbs_sid_acl_h_t acl = nullptr;
             wrong += tbs_sid_acl_utl_parse(good.c_str(), names, name_count, &map, &acl) != 0;
@@ -203,7 +190,7 @@ TEST_F(AclThreads, OneAclIsEncodedAndItsBytesAreDecodedByAllThreads) {
         ASSERT_EQ(set(named, TBS_ACL_ID_USER, "CORP", ("u" + std::to_string(i)).c_str(), i + 1), 0);
     }
     std::atomic<int> wrong = 0;
-    on_all_threads([&](int) {
+    on_all_threads(thread_count, [&](int) {
         for (int round = 0; round < 20; round++) {
             uint32_t length = 0;
             void *bytes = nullptr;

@@ -3,6 +3,7 @@
 
 #include "support/env.hpp"
 #include "support/faults.hpp"
+#include "support/new_process.hpp"
 #include "support/sink.hpp"
 #include "support/temp_dir.hpp"
 
@@ -29,19 +30,6 @@
 #include <vector>
 
 namespace {
-
-// Runs a body in a process of its own, which fails when an expectation of the body does.
-void in_new_process(const std::function<void()> &body) {
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        body();
-        std::exit(testing::Test::HasFailure() ? 1 : 0); // exit handlers look for leaks
-    }
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0) << "see what the process printed";
-}
 
 constexpr uint32_t nobody = 4'000'001; // no account of a host
 

@@ -1,6 +1,8 @@
 // Many threads ask for types of files at once, from before the type files are loaded. Meant for ThreadSanitizer too.
 
+#include "support/all_threads.hpp"
 #include "support/env.hpp"
+#include "support/new_process.hpp"
 #include "support/temp_dir.hpp"
 
 #include <gtest/gtest.h>
@@ -19,32 +21,6 @@ namespace {
 
 constexpr int thread_count = 8;
 constexpr int queries = 10000;
-
-// Runs a body in a process of its own, in which nothing is loaded.
-void in_new_process(const std::function<void()> &body) {
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        body();
-        std::exit(testing::Test::HasFailure() ? 1 : 0);
-    }
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0) << "see what the process printed";
-}
-
-// Runs body(number) on all threads from the same moment on.
-template <class Body> void on_all_threads(Body &&body) {
-    std::latch start(thread_count);
-    std::vector<std::thread> threads;
-    for (int number = 0; number < thread_count; number++) {
-        threads.emplace_back([&, number] {
-            start.arrive_and_wait();
-            body(number);
-        });
-    }
-    for (std::thread &thread : threads) thread.join();
-}
 
 class FileTypeThreads : public testing::Test {
 protected:
@@ -89,7 +65,7 @@ TEST_F(FileTypeThreads, EachGetsWhatOneGets) {
     ASSERT_EQ(paths.size(), expected.size());
     in_new_process([&] {
         int wrong[thread_count] = {};
-        on_all_threads([&](int number) {
+        on_all_threads(thread_count, [&](int number) {
             for (int i = 0; i < queries; i++) {
                 const size_t which = static_cast<size_t>(i + number) % paths.size();
                 wrong[number] += type_of(paths[which]) != expected[which];
@@ -104,7 +80,8 @@ TEST_F(FileTypeThreads, NamesAreTheSameArrayForAll) {
     const scoped_env search("MAGIC_PATH", dir / "types");
     in_new_process([&] {
         const char *const *got[thread_count] = {};
-        on_all_threads([&](int number) { tbs_file_type(paths[1].c_str(), TBS_FT_NOT_OPEN, nullptr, &got[number]); });
+        on_all_threads(thread_count,
+                       [&](int number) { tbs_file_type(paths[1].c_str(), TBS_FT_NOT_OPEN, nullptr, &got[number]); });
         ASSERT_NE(got[0], nullptr);
         for (const char *const *one : got) EXPECT_EQ(one, got[0]);
     });
@@ -117,7 +94,7 @@ TEST_F(FileTypeThreads, EachHasAPathOfItsOwn) {
         const char *seen[thread_count] = {};
         int wrong[thread_count] = {};
         std::latch done(thread_count);
-        on_all_threads([&](int number) {
+        on_all_threads(thread_count, [&](int number) {
             seen[number] = tbs_file_type_path();
             for (int i = 0; i < 1000; i++) {
                 const char *path = tbs_file_type_path();
@@ -138,7 +115,7 @@ TEST_F(FileTypeThreads, DefinitionsMayBeAddedMeanwhile) {
     in_new_process([&] {
         int wrong[thread_count] = {};
         static char name[] = "added";
-        on_all_threads([&](int number) {
+        on_all_threads(thread_count, [&](int number) {
             for (int i = 0; i < 50; i++) {
                 if (number == 0) {
                     char *names[] = {name, nullptr};
@@ -155,13 +132,13 @@ TEST_F(FileTypeThreads, FailedLoadsAreTriedByAll) {
     const scoped_env search("MAGIC_PATH", "/" + std::string(6000, 'x'));
     in_new_process([&] {
         int answered[thread_count] = {};
-        on_all_threads([&](int number) {
+        on_all_threads(thread_count, [&](int number) {
             for (int i = 0; i < 5; i++)
                 answered[number] += tbs_file_type_path() != nullptr || !type_of(paths[3]).empty();
         });
         for (const int count : answered) EXPECT_EQ(count, 0);
         setenv("MAGIC_PATH", (dir / "types").c_str(), 1);
-        on_all_threads([&](int number) { answered[number] += type_of(paths[3]) == "text "; });
+        on_all_threads(thread_count, [&](int number) { answered[number] += type_of(paths[3]) == "text "; });
         for (const int count : answered) EXPECT_EQ(count, 1);
     });
 }

@@ -4,6 +4,7 @@
 #include "nt/registry_support.hpp"
 #include "support/env.hpp"
 #include "support/faults.hpp"
+#include "support/new_process.hpp"
 #include "support/sink.hpp"
 #include "support/temp_dir.hpp"
 
@@ -30,19 +31,6 @@
 namespace {
 
 using registry_test::hklm;
-
-// Runs a body in a process of its own, which fails when an expectation of the body does.
-void in_new_process(const std::function<void()> &body) {
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        body();
-        std::exit(testing::Test::HasFailure() ? 1 : 0); // exit handlers look for leaks
-    }
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0) << "see what the process printed";
-}
 
 // A buffer as callers have it, with a guard behind it.
 struct buffer {

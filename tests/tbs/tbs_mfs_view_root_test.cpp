@@ -2,6 +2,7 @@
 
 #include "nt/registry_support.hpp"
 
+#include "support/new_process.hpp"
 #include <gtest/gtest.h>
 #include <ks/ks_errno.h>
 #include <ks/ks_str.h>
@@ -41,20 +42,12 @@ int open_fake(mvfs_view_root_type_t type, mvfs_view_root_t **root_out) {
     return 0;
 }
 
-// Runs a body in a process of its own, in which all that was opened is closed in the end.
-void in_new_process(const std::function<void()> &body) {
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
+// The same for a body behind which all that was opened is closed.
+void in_new_process_that_closes(const std::function<void()> &body) {
+    in_new_process([&] {
         body();
-        for (const fake_root &root : roots) {
-            EXPECT_EQ(root.closed, root.opens ? root.all_opened() : 0);
-        }
-        std::exit(testing::Test::HasFailure() ? 1 : 0);
-    }
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0) << "see what the process printed";
+        for (const fake_root &root : roots) EXPECT_EQ(root.closed, root.opens ? root.all_opened() : 0);
+    });
 }
 
 tbs_status_t ask_for_root(mvfs_view_root_type_t type) {
@@ -106,7 +99,7 @@ protected:
 };
 
 TEST_F(TbsMfsViewRoot, FlagsOpenTheSecondTypeOnlyWithoutTheFirst) {
-    in_new_process([] {
+    in_new_process_that_closes([] {
         EXPECT_EQ(tbs_mvfs_ws_flags(), 1u);
         EXPECT_EQ(tbs_mvfs_ws_flags(), 1u);
         EXPECT_EQ(roots[0].opened, 1);
@@ -116,7 +109,7 @@ TEST_F(TbsMfsViewRoot, FlagsOpenTheSecondTypeOnlyWithoutTheFirst) {
         EXPECT_EQ(roots[0].opened, 2);
         EXPECT_EQ(roots[1].opened, 1);
     });
-    in_new_process([] {
+    in_new_process_that_closes([] {
         roots[0].opens = true;
         EXPECT_EQ(tbs_mvfs_ws_flags(), 0u);
         EXPECT_EQ(tbs_mvfs_ws_dyn_flags(), 0u);
@@ -126,7 +119,7 @@ TEST_F(TbsMfsViewRoot, FlagsOpenTheSecondTypeOnlyWithoutTheFirst) {
 }
 
 TEST_F(TbsMfsViewRoot, PathIsAskedForOnceAndSilently) {
-    in_new_process([] {
+    in_new_process_that_closes([] {
         roots[0].opens = true;
         EXPECT_EQ(ask_for_root(DYVWROOT), 0);
         EXPECT_EQ(ask_for_root(DYVWROOT), 0);
@@ -137,7 +130,7 @@ TEST_F(TbsMfsViewRoot, PathIsAskedForOnceAndSilently) {
 }
 
 TEST_F(TbsMfsViewRoot, InterruptedCommandsAreGivenAgain) {
-    in_new_process([] {
+    in_new_process_that_closes([] {
         roots[0].opens = true;
         roots[0].interruptions = 5;
         EXPECT_EQ(ask_for_root(DYVWROOT), 0);
@@ -147,7 +140,7 @@ TEST_F(TbsMfsViewRoot, InterruptedCommandsAreGivenAgain) {
 }
 
 TEST_F(TbsMfsViewRoot, ThatDoesNotTellItsPathIsAskedAgainByTheNextCall) {
-    in_new_process([] {
+    in_new_process_that_closes([] {
         roots[0].opens = true;
         roots[0].error_of_path = KS_EIO;
         EXPECT_EQ(ask_for_root(DYVWROOT), 1002);
@@ -163,7 +156,7 @@ TEST_F(TbsMfsViewRoot, ThatDoesNotTellItsPathIsAskedAgainByTheNextCall) {
 }
 
 TEST_F(TbsMfsViewRoot, LackOfMemoryInACommandIsReportedAndNotKept) {
-    in_new_process([] {
+    in_new_process_that_closes([] {
         roots[0].opens = true;
         roots[0].error_of_path = roots[0].error_of_symbol = KS_ENOMEM;
         char text[TBS_PATH_SIZE];
@@ -178,7 +171,7 @@ TEST_F(TbsMfsViewRoot, LackOfMemoryInACommandIsReportedAndNotKept) {
 }
 
 TEST_F(TbsMfsViewRoot, SymbolIsAskedOfOneTypeAndThenTheOther) {
-    in_new_process([] {
+    in_new_process_that_closes([] {
         roots[0].opens = roots[1].opens = true;
         roots[1].error_of_symbol = 0;
         char text[TBS_PATH_SIZE];
@@ -189,7 +182,7 @@ TEST_F(TbsMfsViewRoot, SymbolIsAskedOfOneTypeAndThenTheOther) {
         EXPECT_EQ(roots[1].asked_for_symbol, 1);
         EXPECT_EQ(roots[0].opened + roots[1].opened, 0);
     });
-    in_new_process([] {
+    in_new_process_that_closes([] {
         roots[0].opens = roots[1].opens = true;
         roots[0].error_of_symbol = 0;
         char text[TBS_PATH_SIZE];
@@ -197,7 +190,7 @@ TEST_F(TbsMfsViewRoot, SymbolIsAskedOfOneTypeAndThenTheOther) {
         EXPECT_EQ(roots[1].all_opened(), 0);
         EXPECT_EQ(roots[0].opened_silently, 0);
     });
-    in_new_process([] {
+    in_new_process_that_closes([] {
         char text[TBS_PATH_SIZE];
         EXPECT_EQ(tbs_version_ext_pname(text, nullptr, nullptr), 0);
         EXPECT_STREQ(text, "@@");
@@ -207,7 +200,7 @@ TEST_F(TbsMfsViewRoot, SymbolIsAskedOfOneTypeAndThenTheOther) {
 }
 
 TEST_F(TbsMfsViewRoot, ThreadsThatStartTogetherAskOnce) {
-    in_new_process([] {
+    in_new_process_that_closes([] {
         roots[0].opens = roots[1].opens = true;
         roots[0].error_of_symbol = 0;
         constexpr int count = 8;
