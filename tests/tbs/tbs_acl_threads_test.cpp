@@ -4,8 +4,6 @@
 
 #include "support/all_threads.hpp"
 #include <atomic>
-#include <latch>
-#include <thread>
 
 using namespace acl_test;
 

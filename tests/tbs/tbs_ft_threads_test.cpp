@@ -9,12 +9,8 @@
 #include <tbs/tbs_ft.h>
 
 #include <cstdlib>
-#include <functional>
 #include <latch>
 #include <string>
-#include <sys/wait.h>
-#include <thread>
-#include <unistd.h>
 #include <vector>
 
 namespace {

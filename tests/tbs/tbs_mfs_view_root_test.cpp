@@ -13,9 +13,7 @@
 #include <functional>
 #include <latch>
 #include <string>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 // They take the place of the library's.
@@ -42,7 +40,7 @@ int open_fake(mvfs_view_root_type_t type, mvfs_view_root_t **root_out) {
     return 0;
 }
 
-// The same for a body behind which all that was opened is closed.
+// Runs a body in a new process, behind which all that was opened is closed.
 void in_new_process_that_closes(const std::function<void()> &body) {
     in_new_process([&] {
         body();
