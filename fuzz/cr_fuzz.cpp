@@ -1,10 +1,9 @@
 // Bytes as a configuration record. What is decoded encodes, and decodes to the same again; whole or not, one free pass
 // releases it.
 
-#include "acl_fuzz_support.hpp"
+#include "cr_fuzz_support.hpp"
 #include "ezrpc/ezrpc_xdr.h"
 #include "ks/ks_xdr.h"
-#include "tbs/tbs_cr.h"
 
 #include <cstdint>
 #include <vector>
@@ -12,16 +11,8 @@
 namespace {
 
 using acl_fuzz::demand;
+using cr_fuzz::record;
 using bytes = std::vector<uint8_t>;
-
-// A record, released at its end.
-struct record {
-    record() = default;
-    record(const record &) = delete;
-    record &operator=(const record &) = delete;
-    ~record() { tbs_cr_free_cr_xdr(&cr); }
-    tbs_cr_t cr = {};
-};
 
 bool decode(const bytes &from, tbs_cr_t &cr) {
     XDR stream;
@@ -42,12 +33,6 @@ bytes encode(tbs_cr_t &cr) {
     return sent;
 }
 
-// Flags beyond 16 bits come in with format 6 and end the process that encodes them.
-void narrow_flags(tbs_cr_t &cr) {
-    for (uint32_t i = 0; i < cr.fs_predef_count; i++) cr.fs_predefs[i]->result_obj_flags &= 0xFFFF;
-    for (uint32_t i = 0; i < cr.mfs_object_count; i++) cr.mfs_objects[i]->result_obj_flags &= 0xFFFF;
-}
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
@@ -56,7 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     record came, again;
     if (!decode({data, data + size}, came.cr)) return 0;
     demand(tbs_cr_is_supported_fmt(&came.cr.format_version), "what is decoded has a format that is known");
-    narrow_flags(came.cr);
+    cr_fuzz::narrow_flags(came.cr);
     const bytes sent = encode(came.cr);
     demand(came.cr.format_version == tbs_cr_get_fmt_vers(&came.cr), "encoding sets the format");
     demand(decode(sent, again.cr), "what was encoded decodes");

@@ -23,6 +23,8 @@
  *               path too small.", "Unable to create storage (stg) area.", "Operation "tbs" failed: Cannot allocate
  *               memory.": loading fails.
  *
+ * A sink of messages does not call this module: what loading prints is printed under its lock.
+ *
  * A program without a login name and without MAGIC_PATH has no search path: loading fails without a message.
  */
 #ifndef TBS_FT_H

@@ -157,7 +157,7 @@ template <class List, class F> tbs_status_t list_entries(List list, const vocabu
 template <class Handle> tbs_status_t add_to_list(Handle acl, const vocabulary &names, imsg_list_t *list) {
     if (!acl || !list || !names.is_readable()) return TBS_ST_EINVAL;
     return call([&]() -> tbs_status_t {
-        const listing_lock listing;
+        const mutex_hold listing(print_lock);
         return list_entries(list_of(acl), names, [&](const char *identity, const char *permissions) -> tbs_status_t {
             if (imsg_list_add_msg(list, &acl_table, 19, identity, permissions) != 0) throw std::bad_alloc();
             return 0;
@@ -193,7 +193,7 @@ extern "C" tbs_status_t tbs_acl_utl_print(tbs_acl_h_t acl, const tbs_acl_perm_na
                                           const tbs_acl_generic_map_t *map) noexcept {
     if (!acl || !readable(extra, extra_count)) return TBS_ST_EINVAL;
     return call([&]() -> tbs_status_t {
-        const listing_lock listing;
+        const tbs::mutex_hold listing(print_lock);
         if (acl->count == 0) say<acl_messages, 17>(IMSG_PLAIN, module_name);
         return list_entries(list_of(acl), {extra, extra_count, map},
                             [](const char *identity, const char *permissions) -> tbs_status_t {
@@ -232,7 +232,7 @@ extern "C" tbs_status_t tbs_sid_acl_utl_print_indent(tbs_sid_acl_h_t acl, const 
                                                      int indent) noexcept {
     if (!acl || !readable(extra, extra_count)) return 0;
     call([&]() -> tbs_status_t {
-        const listing_lock listing;
+        const tbs::mutex_hold listing(print_lock);
         if (acl->entries->count == 0) say<acl_messages, 28>(IMSG_PLAIN, module_name);
         return list_entries(list_of(acl), {extra, extra_count, map},
                             [&](const char *identity, const char *permissions) -> tbs_status_t {

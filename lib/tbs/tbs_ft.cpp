@@ -25,7 +25,6 @@ namespace {
 constexpr char module_name[] = "tbs";
 constexpr size_t default_path_size = 2048;
 constexpr size_t home_size = 1024;
-constexpr int status_end_of_path = 2;
 
 class message_printer final : public listener {
 public:
@@ -133,7 +132,7 @@ void read_type_files(const std::string &path) {
         found_files found;
         const int error =
             fileutl_resolve_pattern_index(path.c_str(), file_pattern, next, &next, &found.names, &found.count);
-        if (error == status_end_of_path) return;
+        if (error == KS_ENOENT) return; // the end of the path
         if (error != 0) {
             say<general_messages, 15>(IMSG_ERROR, module_name, imsg_strerror(error));
             throw not_loaded{};

@@ -1,12 +1,12 @@
 #include "tbs/tbs_product.h"
 
+#include "internal/mutex_hold.hpp"
 #include "internal/product.hpp"
 #include "internal/report.hpp"
 #include "ks/ks_dir.h"
 #include "ks/ks_errno.h"
 #include "ks/ks_file.h"
 #include "ks/ks_str.h"
-#include "ks/ks_thread.h"
 #include "nt/nt_env.h"
 #include "nt/nt_regy.h"
 
@@ -79,10 +79,8 @@ bool learn_platform() {
 
 bool know_platform() {
     if (platform_known.load(std::memory_order_acquire)) return true;
-    tvthread_mutex_lock(&platform_mutex);
-    const bool known = platform_known.load(std::memory_order_relaxed) || learn_platform();
-    tvthread_mutex_unlock(&platform_mutex);
-    return known;
+    const mutex_hold held(platform_mutex);
+    return platform_known.load(std::memory_order_relaxed) || learn_platform();
 }
 
 // ---- test fixes

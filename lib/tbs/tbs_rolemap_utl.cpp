@@ -108,7 +108,7 @@ extern "C" tbs_status_t tbs_rolemap_acl_utl_parse(const char *path, tbs_rolemap_
 extern "C" tbs_status_t tbs_rolemap_acl_utl_print(tbs_rolemap_acl_h_t map) noexcept {
     if (!map) return TBS_ST_EINVAL;
     return call([&]() -> tbs_status_t {
-        const listing_lock listing;
+        const tbs::mutex_hold listing(print_lock);
         if (map->count == 0) say<acl_messages, 18>(IMSG_PLAIN, module_name);
         return each_pair(
             *map, [](const char *role) { say<acl_messages, 20>(IMSG_PLAIN, module_name, role); },

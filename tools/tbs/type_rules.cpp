@@ -63,7 +63,6 @@ std::string host_path(const char *product_path) {
 }
 
 constexpr char never_text[] = "the test never matches: ";
-constexpr int status_end_of_path = 2;
 constexpr char remedy_of_path[] = "Set MAGIC_PATH to the directories of the type files, separated by \";\".";
 
 } // namespace
@@ -121,7 +120,7 @@ std::vector<std::string> type_files_of_path() {
         file_list found;
         const int error =
             fileutl_resolve_pattern_index(path, tbs::typing::file_pattern, next, &next, &found.names, &found.count);
-        if (error == status_end_of_path) return files;
+        if (error == KS_ENOENT) return files; // the end of the path
         if (error != 0)
             throw failure(std::string("the type files cannot be found: ") + imsg_strerror(error), remedy_of_path);
         for (uint32_t i = 0; i < found.count; i++) files.push_back(host_path(found.names[i]));

@@ -5,6 +5,7 @@
 #include "acl.hpp"
 #include "ks/ks_errno.h"
 #include "ks/ks_str.h"
+#include "mutex_hold.hpp"
 #include "nt/nt_file.h"
 
 #include <algorithm>
@@ -81,15 +82,8 @@ inline const char *on_one_line(const char *text, char (&visible)[4 * TBS_ACL_TEX
     return visible;
 }
 
-extern tvthread_mutex_t print_lock;
-
 // Held for a whole listing, so that those of two threads do not mix.
-struct listing_lock {
-    listing_lock() { tvthread_mutex_lock(&print_lock); }
-    ~listing_lock() { tvthread_mutex_unlock(&print_lock); }
-    listing_lock(const listing_lock &) = delete;
-    listing_lock &operator=(const listing_lock &) = delete;
-};
+extern tvthread_mutex_t print_lock;
 
 } // namespace tbs::acl
 
