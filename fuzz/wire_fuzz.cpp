@@ -4,6 +4,7 @@
 #include "acl_fuzz_support.hpp"
 #include "ezrpc/ezrpc_xdr.h"
 #include "ks/ks_xdr.h"
+#include "lib/tbs/internal/vob_types.hpp"
 #include "tbs/tbs_cr.h"
 #include "tbs/tbs_rolemap.h"
 #include "tbs/tbs_xdr.h"
@@ -59,7 +60,7 @@ bool_t pass_fragment(XDR *stream, fragment *object) {
     return xdr_tbs_sid_acl_fragment_t(stream, &object->acl, &object->cursor);
 }
 
-const routine routines[] = {
+const routine base_routines[] = {
     of(xdr_tbs_sid_acl_h_t),
     of(xdr_tbs_acl_h_t),
     of(xdr_tbs_acl_cooked_info_t),
@@ -93,6 +94,16 @@ const routine routines[] = {
     of(xdr_tbs_cr_mfs_obj_desc_v6_t),
     of(xdr_tbs_cr_dep_hash_t),
 };
+
+// Those, then the whole family of repository records. What is no record is 0xFF.
+const std::vector<routine> &routines() {
+    static const std::vector<routine> all = [] {
+        std::vector<routine> some(std::begin(base_routines), std::end(base_routines));
+        for (const tbs::wire::wire_type &type : tbs::wire::vob_types()) some.push_back({type.pass, type.size});
+        return some;
+    }();
+    return all;
+}
 
 bool decode(const routine &r, const void *from, size_t size, bytes &object) {
     object.assign(r.size, 0);
@@ -160,7 +171,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (data[0] == 0xFF) {
         pass_bytes(data + 1, size - 1);
     } else {
-        pass(routines[data[0] % std::size(routines)], data + 1, size - 1);
+        pass(routines()[data[0] % routines().size()], data + 1, size - 1);
     }
     return 0;
 }

@@ -20,5 +20,6 @@
 #include "tbs_types.h"
 #include "tbs_uuid.h"
 #include "tbs_xdr.h"
+#include "vob_records.h"
 
 #endif

@@ -27,28 +27,8 @@ template <class T> bool_t run(XDR *stream, T *value, int line = __builtin_LINE()
     return wire::run(module_name, stream, value, line);
 }
 
-// A pointer to a record that may be NULL.
 template <class T> bool_t run_optional(XDR *stream, T **value, int line = __builtin_LINE()) noexcept {
-    struct pointer {
-        T *to;
-    };
-    using member = wire::optional<&pointer::to>;
-    const auto encode = [](wire::sink &s, wire::cursor at, T *one) { return member::put(s, at, pointer{one}); };
-    const auto decode = [](wire::source &s, wire::cursor at, T *&one) {
-        const struct hand_over { // also of what is there when memory ends
-            explicit hand_over(T *&place) : to(place) {}
-            ~hand_over() { to = made.to; }
-            T *&to;
-            mutable pointer made = {};
-        } built(one);
-        return member::get(s, at, built.made);
-    };
-    const auto release = [](T **one) noexcept {
-        pointer released = {*one};
-        member::drop(released);
-        *one = nullptr;
-    };
-    return wire::pass_handle<T *>(module_name, stream, value, release, encode, decode, line);
+    return wire::run_optional(module_name, stream, value, line);
 }
 
 void assert_narrow_flags(tbs_cr_obj_flags_t flags, const char *condition, int line) {

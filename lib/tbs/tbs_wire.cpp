@@ -20,6 +20,12 @@ void grow(void *&array, size_t used, size_t capacity, size_t size) {
     stg_free(std::exchange(array, larger));
 }
 
+// How many elements to make room for when so many have arrived: with those that move, within the limit on memory.
+uint32_t grown(uint32_t capacity, uint32_t wanted, const shape &kind) {
+    const uint32_t more = kind.size > 2 * kind.least ? std::max<uint32_t>(capacity / 2, 1) : capacity;
+    return more < wanted - capacity ? capacity + more : wanted;
+}
+
 } // namespace
 
 bool pass_text(XDR *xdrs, char **text, uint32_t max) {
@@ -198,7 +204,7 @@ cursor source::elements(cursor at, uint32_t wanted, void *&array, uint32_t &coun
         at = kind.get(*this, at, static_cast<char *>(array) + done * kind.size, capacity - done);
         if (!at) return nullptr;
         done = capacity;
-        capacity = capacity > wanted / 2 ? wanted : 2 * capacity;
+        capacity = grown(capacity, wanted, kind);
     }
     return at;
 }

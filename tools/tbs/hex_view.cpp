@@ -31,13 +31,6 @@ void pad(std::string &line, size_t column) {
     line.append(used < column ? column - used : 0, ' ');
 }
 
-// As messages show texts, so that a text is cut into lines as it will be seen.
-std::string visible(const std::string &text) {
-    std::string shown(4 * text.size() + 1, '\0');
-    shown.resize(strutl_visible(shown.data(), shown.size(), text.c_str()));
-    return shown;
-}
-
 // Takes a line off a text: cut at a blank or behind a comma when there is one, else anywhere between characters.
 std::string take_line(std::string_view &text, size_t room) {
     std::string_view line = first_line(text.substr(0, 4 * (room + 1)), room); // no character has more than 4 bytes
@@ -55,6 +48,7 @@ std::string text_of(const item &what) {
         std::string operator()(const std::string &text) const { return text; }
         std::string operator()(int64_t number) const { return std::to_string(number); }
         std::string operator()(uint64_t number) const { return std::to_string(number); }
+        std::string operator()(double number) const { return json(number).dump(); }
     } write;
     return std::visit(write, what.value);
 }

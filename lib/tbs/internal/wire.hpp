@@ -18,6 +18,7 @@
 #include "ks/ks_xdr.h"
 #include "owned.hpp"
 #include "tbs/tbs_uuid.h"
+#include "wire_names.hpp"
 
 #include <algorithm>
 #include <bit>
@@ -219,6 +220,9 @@ template <auto M> struct scalar {
     static void get(const uint8_t *from, auto &o) { value_of<M>(o) = static_cast<value_type>(load(from)); }
 };
 
+// The same, some of whose values have names.
+template <auto M, const names_of_values &Names> struct named : scalar<M> {};
+
 // A 64-bit integer in one unit.
 template <auto M> struct narrow {
     using value_type = member_t<M>;
@@ -259,6 +263,21 @@ template <auto M> struct high_first {
     }
     static void get(const uint8_t *from, auto &o) {
         value_of<M>(o) = static_cast<member_t<M>>(uint64_t{load(from)} << 32 | load(from + unit));
+    }
+};
+
+// A double-precision number, the high word first (RFC 4506, IEEE 754 binary64).
+template <auto M> struct real {
+    static_assert(std::is_same_v<member_t<M>, double> && std::numeric_limits<double>::is_iec559);
+    static constexpr size_t width = 2 * unit;
+    static bool put(cursor to, const auto &o) {
+        const auto bits = std::bit_cast<uint64_t>(value_of<M>(o));
+        store(to, static_cast<uint32_t>(bits >> 32));
+        store(to + unit, static_cast<uint32_t>(bits));
+        return true;
+    }
+    static void get(const uint8_t *from, auto &o) {
+        value_of<M>(o) = std::bit_cast<double>(uint64_t{load(from)} << 32 | load(from + unit));
     }
 };
 
@@ -645,6 +664,53 @@ template <auto M> struct pooled {
     static void drop(auto &) {}
 };
 
+// A link to the storage area that a record was made in: a zero word, since it means nothing elsewhere.
+template <auto M> struct link {
+    static constexpr size_t least = unit;
+    static constexpr bool owns = false;
+    static cursor put(sink &s, cursor at, const auto &) { return s.word(at, 0); }
+    static cursor get(source &s, cursor at, auto &o) {
+        uint32_t address = 0;
+        o.*M = nullptr;
+        at = s.word(at, address);
+        return at && address ? s.refuse(at) : at;
+    }
+    static void drop(auto &o) { o.*M = nullptr; }
+};
+
+// What a union holds while its discriminant has this value.
+template <auto Value, class Row> struct arm {
+    using row = Row;
+    static constexpr auto value = Value;
+};
+
+// A union: the discriminant, then the arm that it selects. One that selects none is refused, and owns nothing.
+template <auto Kind, const names_of_values &Names, class... Arm> struct choice {
+    static constexpr size_t least = unit + std::min({least_of<typename Arm::row>()...});
+    static constexpr bool owns = (row_owns<typename Arm::row>() || ...);
+
+    static cursor put(sink &s, cursor at, const auto &o) {
+        cursor end = nullptr;
+        at = s.word(at, static_cast<uint32_t>(o.*Kind));
+        if (at) static_cast<void>(((o.*Kind == Arm::value && (end = step<Arm>::put(s, at, o), true)) || ...));
+        return end;
+    }
+    static cursor get(source &s, cursor at, auto &o) {
+        uint32_t kind = 0;
+        at = s.word(at, kind);
+        if (!at) return nullptr;
+        o.*Kind = static_cast<member_t<Kind>>(kind);
+        cursor end = nullptr;
+        const bool known = ((o.*Kind == Arm::value && (end = step<Arm>::get(s, at, o), true)) || ...);
+        return known ? end : s.refuse(at);
+    }
+    static void drop(auto &o) { static_cast<void>(((o.*Kind == Arm::value && (step<Arm>::drop(o), true)) || ...)); }
+
+private:
+    template <class Arm_> using row_of = typename Arm_::row;
+    template <class Arm_> using step = std::conditional_t<fixed<row_of<Arm_>>, fused<row_of<Arm_>>, row_of<Arm_>>;
+};
+
 // A unit that always has the same value and belongs to no member.
 template <uint32_t Value> struct always {
     static constexpr size_t least = unit;
@@ -733,6 +799,31 @@ bool_t pass_handle(const char *module, XDR *xdrs, Handle *handle, void (*release
         return s.finish(decode(s, s.begin(), *handle));
     };
     return guard<bool_t>(module, FALSE, FALSE, body, line);
+}
+
+// The body of the routine of a pointer to a record that may be null.
+template <class T>
+bool_t run_optional(const char *module, XDR *xdrs, T **object, int line = __builtin_LINE()) noexcept {
+    struct pointer {
+        T *to;
+    };
+    using member = optional<&pointer::to>;
+    const auto encode = [](sink &s, cursor at, T *one) { return member::put(s, at, pointer{one}); };
+    const auto decode = [](source &s, cursor at, T *&one) {
+        const struct hand_over { // also of what is there when memory ends
+            explicit hand_over(T *&place) : to(place) {}
+            ~hand_over() { to = made.to; }
+            T *&to;
+            mutable pointer made = {};
+        } built(one);
+        return member::get(s, at, built.made);
+    };
+    const auto release = [](T **one) noexcept {
+        pointer released = {*one};
+        member::drop(released);
+        *one = nullptr;
+    };
+    return pass_handle<T *>(module, xdrs, object, release, encode, decode, line);
 }
 
 } // namespace tbs::wire

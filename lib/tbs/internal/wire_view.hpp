@@ -1,43 +1,29 @@
 // wire_view.hpp - encoded records made visible: which bytes are which member, and what they say.
 //
-// view<T>(bytes, listener) walks the bytes of one record by its rows alone, so that it shows also what no routine
-// would accept, up to the place where it makes no sense any more: the offset at which decoding stops. The work is
-// bounded by the bytes, whatever counts they claim. Needs nothing of the library but its tables.
+// view(layout, bytes, listener) walks the bytes of one record by its layout alone, so that it shows also what no
+// routine would accept, up to the place where it makes no sense any more: the offset at which decoding stops. The work
+// is bounded by the bytes, whatever counts they claim. Needs nothing of the library but its tables.
 #ifndef TBS_INTERNAL_WIRE_VIEW_HPP
 #define TBS_INTERNAL_WIRE_VIEW_HPP
 
-#include "acl_wire.hpp"
-#include "base_wire.hpp"
+#include "wire_layout.hpp"
 
 #include <cstdio>
-#include <span>
 #include <string>
-#include <string_view>
 #include <variant>
 
 namespace tbs::wire {
 
-// The name of a member, from the compiler; "value" for an object that travels by itself.
-template <auto M> constexpr std::string_view name_of() {
-    if constexpr (std::is_member_object_pointer_v<decltype(M)>) {
-        std::string_view text = __PRETTY_FUNCTION__; // "... M = &record::member; ..." or "... M = &record::member]"
-        text.remove_prefix(text.find("M = ") + 4);
-        text = text.substr(0, text.find_first_of(";]"));
-        return text.substr(text.rfind(':') + 1);
-    } else {
-        return "value";
-    }
-}
+enum class item_kind { number, text, data, sid, identifier, time };
 
-enum class item_kind { number, text, sid, identifier, time };
-
-// One member: where its bytes stand and what they say. All but numbers come as texts.
+// One member: where its bytes stand and what they say. All but numbers come as texts, data in hexadecimal digits.
 struct item {
     std::string_view name;
     item_kind kind;
     size_t offset;
     size_t size;
-    std::variant<int64_t, uint64_t, std::string> value;
+    std::variant<int64_t, uint64_t, double, std::string> value;
+    const names_of_values *names = nullptr; // of a number
 };
 
 // Is told of the members in wire order.
@@ -61,15 +47,28 @@ class viewer {
 public:
     viewer(std::span<const uint8_t> bytes, listener &l) : bytes_(bytes), listener_(l) {}
 
-    template <class T> view_result run() {
-        const bool whole = show_record<T>();
+    view_result run(const layout &record) {
+        const bool whole = show(record);
         return {whole, at_, why_};
     }
 
-    template <class T> bool show_record() { return show_rows(record<T>{}); }
-
 private:
-    template <class... Row> bool show_rows(rows<Row...>) { return (show(Row{}) && ...); }
+    bool show(const layout &record) {
+        for (const field &one : record.fields) {
+            if (!show(one)) return false;
+        }
+        return true;
+    }
+    bool show(const field &f) {
+        static constexpr bool (viewer::*by_form[])(const field &) = {
+            &viewer::show_number,     &viewer::show_hyper,      &viewer::show_low_hyper, &viewer::show_real,
+            &viewer::show_identifier, &viewer::show_sid,        &viewer::show_time,      &viewer::show_text,
+            &viewer::show_data,       &viewer::show_record,     &viewer::show_list,      &viewer::show_entries,
+            &viewer::show_optional,   &viewer::show_constant,   &viewer::show_link,      &viewer::show_offset,
+            &viewer::show_choice,     &viewer::show_absent_byte};
+        static_assert(std::size(by_form) == number_of_forms);
+        return (this->*by_form[static_cast<size_t>(f.kind)])(f);
+    }
 
     bool stop(const char *why) {
         why_ = why;
@@ -77,107 +76,113 @@ private:
     }
     bool has(size_t size) { return bytes_.size() - at_ >= size || stop("the bytes end here"); }
     uint32_t word_at(size_t at) const { return load(&bytes_[at]); }
+    uint64_t two_words_at(size_t high, size_t low) const { return uint64_t{word_at(high)} << 32 | word_at(low); }
 
     bool put(std::string_view name, item_kind kind, size_t size, std::string text) {
         listener_.member({name, kind, at_, size, std::move(text)});
         at_ += size;
         return true;
     }
-    template <class V> bool put(std::string_view name, size_t size, V value) {
-        using widest = std::conditional_t<std::is_signed_v<V>, int64_t, uint64_t>;
-        listener_.member({name, item_kind::number, at_, size, widest{value}});
+    bool put(std::string_view name, size_t size, uint64_t value, bool is_signed = false,
+             const names_of_values *names = nullptr) {
+        item made = {name, item_kind::number, at_, size, value, names};
+        if (is_signed) made.value = static_cast<int64_t>(value);
+        listener_.member(made);
         at_ += size;
         return true;
     }
 
-    template <auto M> bool show(scalar<M>) {
-        return has(unit) && put(name_of<M>(), unit, static_cast<member_t<M>>(word_at(at_)));
+    bool show_number(const field &f) {
+        if (!has(unit)) return false;
+        const uint32_t word = word_at(at_);
+        const uint32_t kept = f.bits < 32 ? word & ((uint32_t{1} << f.bits) - 1) : word;
+        const int64_t as_signed = static_cast<int32_t>(word);
+        return put(f.name, unit, f.is_signed ? static_cast<uint64_t>(as_signed) : kept, f.is_signed, f.names);
     }
-    template <auto M> bool show(narrow<M>) {
-        return has(unit) && put(name_of<M>(), unit, static_cast<typename narrow<M>::sent_type>(word_at(at_)));
+    bool show_hyper(const field &f) {
+        return has(2 * unit) && put(f.name, 2 * unit, two_words_at(at_, at_ + unit), f.is_signed);
     }
-    template <auto M> bool show(low_first<M>) {
-        return has(2 * unit) && put(name_of<M>(), 2 * unit, uint64_t{word_at(at_ + unit)} << 32 | word_at(at_));
+    bool show_low_hyper(const field &f) {
+        return has(2 * unit) && put(f.name, 2 * unit, two_words_at(at_ + unit, at_), f.is_signed);
     }
-    template <auto M> bool show(id<M>) {
-        if (!has(id<M>::width)) return false;
+    bool show_real(const field &f) {
+        if (!has(2 * unit)) return false;
+        listener_.member(
+            {f.name, item_kind::number, at_, 2 * unit, std::bit_cast<double>(two_words_at(at_, at_ + unit))});
+        at_ += 2 * unit;
+        return true;
+    }
+    bool show_identifier(const field &f) {
+        if (!has(sizeof(tbs_uuid_t))) return false;
         char text[TBS_UUID_STR_SIZE];
         const uint32_t middle = word_at(at_ + unit);
         std::snprintf(text, sizeof text, "%08x.%04x%04x.%02x%02x.%02x:%02x:%02x:%02x:%02x:%02x", word_at(at_),
                       middle & 0xFFFF, middle >> 16, bytes_[at_ + 8], bytes_[at_ + 9], bytes_[at_ + 10],
                       bytes_[at_ + 11], bytes_[at_ + 12], bytes_[at_ + 13], bytes_[at_ + 14], bytes_[at_ + 15]);
-        return put(name_of<M>(), item_kind::identifier, id<M>::width, text);
+        return put(f.name, item_kind::identifier, sizeof(tbs_uuid_t), text);
     }
-    template <auto M> bool show(sid<M>) {
-        if (!has(sid<M>::width)) return false;
+    bool show_sid(const field &f) {
+        constexpr size_t width = padded(sizeof(credutl_sid_t));
+        if (!has(width)) return false;
         credutl_sid_t value;
         char text[CREDUTL_SID_STR_SIZE];
         std::memcpy(&value, &bytes_[at_], sizeof value);
         const bool is_sid = credutl_sid_to_str(&value, text, sizeof text) == 0;
-        return put(name_of<M>(), item_kind::sid, sid<M>::width, is_sid ? text : "(not a SID)");
+        return put(f.name, item_kind::sid, width, is_sid ? text : "(not a SID)");
     }
-    template <auto M> bool show(time<M>) {
+    bool show_time(const field &f) {
         if (!has(2 * unit)) return false;
         char text[32];
         std::snprintf(text, sizeof text, "%d.%06d", static_cast<int>(word_at(at_)),
                       static_cast<int>(word_at(at_ + unit)));
-        return put(name_of<M>(), item_kind::time, 2 * unit, text);
+        return put(f.name, item_kind::time, 2 * unit, text);
     }
-    template <auto M> bool show(high_first<M>) {
-        return has(2 * unit) && put(name_of<M>(), 2 * unit,
-                                    static_cast<member_t<M>>(uint64_t{word_at(at_)} << 32 | word_at(at_ + unit)));
-    }
-    template <auto M> bool show(low_half<M>) {
-        return has(unit) && put(name_of<M>(), unit, static_cast<uint16_t>(word_at(at_)));
-    }
-    template <uint32_t Value> bool show(always<Value>) {
+    bool show_constant(const field &f) {
         if (!has(unit)) return false;
         const uint32_t value = word_at(at_);
-        put("format", unit, value);
-        return value == Value || stop("not the number that stands in every encoding");
+        put(f.name, unit, value);
+        return value == f.value || stop("not the number that stands in every encoding");
     }
-    template <auto M> bool show(pooled<M>) { return has(unit) && put(name_of<M>(), unit, word_at(at_)); }
-
-    bool show_text(std::string_view name, uint32_t max) {
+    bool show_link(const field &f) {
+        if (!has(unit)) return false;
+        const uint32_t value = word_at(at_);
+        put(f.name, unit, value);
+        return value == 0 || stop("a link to a storage area is not 0");
+    }
+    bool show_offset(const field &f) { return has(unit) && put(f.name, unit, word_at(at_)); }
+    bool show_text(const field &f) {
         if (!has(unit)) return false;
         const size_t length = word_at(at_);
         const std::string_view rest(reinterpret_cast<const char *>(bytes_.data()) + at_ + unit,
                                     bytes_.size() - at_ - unit);
-        if (length > max || rest.size() < length) {
+        if (length > f.limit || rest.size() < length) {
             at_ += unit; // the length is as good as any; its characters are not
-            return stop(length > max ? "a text is longer than it may be" : "a text is longer than what is left");
+            return stop(length > f.limit ? "a text is longer than it may be" : "a text is longer than what is left");
         }
         const std::string_view characters = rest.substr(0, length);
         const bool holds_nul = characters.find('\0') != std::string_view::npos;
         if (holds_nul || rest.size() < padded(length)) {
-            put(name, item_kind::text, unit + length, std::string(characters));
+            put(f.name, item_kind::text, unit + length, std::string(characters));
             return stop(holds_nul ? "a text holds a NUL byte" : "the bytes end here");
         }
-        return put(name, item_kind::text, unit + padded(length), std::string(characters));
+        return put(f.name, item_kind::text, unit + padded(length), std::string(characters));
     }
-    template <auto M, uint32_t Max> bool show(text<M, Max>) { return show_text(name_of<M>(), Max); }
-    template <auto M, auto Kind, auto Value> bool show(text_of_kind<M, Kind, Value>) {
-        return show_text(name_of<M>(), no_maximum);
+    bool show_data(const field &f) {
+        uint32_t size = 0;
+        if (!show_both_counts(f, size) || !has(padded(size))) return false;
+        constexpr char digits[] = "0123456789abcdef";
+        std::string hexadecimal;
+        for (const uint8_t byte : bytes_.subspan(at_, size)) {
+            hexadecimal += digits[byte >> 4];
+            hexadecimal += digits[byte & 0xF];
+        }
+        return put(f.name, item_kind::data, padded(size), std::move(hexadecimal));
     }
-
-    template <auto M> bool show(part<M>) {
-        listener_.enter_record(name_of<M>());
-        const bool shown = show_record<member_t<M>>();
+    bool show_record(const field &f) {
+        listener_.enter_record(f.name);
+        const bool shown = show(*f.inner);
         listener_.leave();
         return shown;
-    }
-    template <auto M> bool show(boxed<M>) { return show_record<typename boxed<M>::element>(); }
-    template <auto N, auto P> bool show(opaque<N, P>) {
-        uint32_t size = 0;
-        if (!show_both_counts(name_of<N>(), no_maximum, size)) return false;
-        if (!has(padded(size))) return false;
-        std::string hexadecimal;
-        for (size_t i = 0; i < size; i++) {
-            char digits[3];
-            std::snprintf(digits, sizeof digits, "%02x", bytes_[at_ + i]);
-            hexadecimal += digits;
-        }
-        return put(name_of<P>(), item_kind::text, padded(size), std::move(hexadecimal));
     }
     // Records may hold each other, but not for ever.
     template <class F> bool one_level_down(F show_inside) {
@@ -187,55 +192,57 @@ private:
         depth_--;
         return shown;
     }
-    template <class T> bool show_elements(std::string_view name, uint32_t count) {
+    bool show_elements(const field &f, uint32_t count) {
         bool shown = true;
-        listener_.enter_list(name, count);
+        listener_.enter_list(f.name, count);
         for (uint32_t i = 0; i < count && shown; i++) {
             listener_.enter_record({});
-            shown = show_record<T>();
+            shown = show(*f.inner);
             listener_.leave();
         }
         listener_.leave();
         return shown;
     }
-    bool show_both_counts(std::string_view name, size_t most, uint32_t &count) {
+    bool show_both_counts(const field &f, uint32_t &count) {
         if (!has(unit)) return false;
         count = word_at(at_);
-        put(name, unit, count);
-        if (count > most) return stop("a count is negative");
+        put(f.count_name, unit, count);
+        if (count > f.limit) return stop("a count is negative");
         if (!has(unit)) return false;
         const uint32_t again = word_at(at_);
-        put(name, unit, again);
+        put(f.count_name, unit, again);
         return again == count || stop("the two counts of a list differ");
     }
-    template <auto N, auto P> bool show(array<N, P>) {
+    bool show_list(const field &f) {
         uint32_t count = 0;
-        if (!show_both_counts(name_of<N>(), array<N, P>::most, count)) return false;
-        return one_level_down([&] { return show_elements<typename array<N, P>::element>(name_of<P>(), count); });
+        return show_both_counts(f, count) && one_level_down([&] { return show_elements(f, count); });
     }
-    template <auto N, auto P> bool show(entry_array<N, P>) {
+    bool show_entries(const field &f) {
         if (!has(unit)) return false;
         const uint32_t count = word_at(at_);
-        put(name_of<N>(), unit, count);
-        return show_elements<typename entry_array<N, P>::element>(name_of<P>(), count);
+        put(f.count_name, unit, count);
+        return show_elements(f, count);
     }
-    template <auto P> bool show(optional<P>) {
+    bool show_optional(const field &f) {
         if (!has(unit)) return false;
         const uint32_t present = word_at(at_);
         put("present", unit, present);
-        if (!present) return true;
-        return one_level_down([&] {
-            listener_.enter_record(name_of<P>());
-            const bool shown = show_record<typename optional<P>::element>();
-            listener_.leave();
-            return shown;
-        });
+        return !present || one_level_down([&] { return show_record(f); });
     }
-    bool show(absent_byte) {
+    bool show_choice(const field &f) {
+        if (!has(unit)) return false;
+        const int64_t kind = static_cast<int32_t>(word_at(at_));
+        put(f.name, unit, static_cast<uint64_t>(kind), true, f.names);
+        for (const field &arm : f.inner->fields) {
+            if (arm.value == kind) return show(arm);
+        }
+        return stop("no value is of this type");
+    }
+    bool show_absent_byte(const field &f) {
         if (!has(unit)) return false;
         const uint32_t present = word_at(at_);
         put("present", unit, present);
-        return !present || (has(unit) && put("byte", unit, word_at(at_)));
+        return !present || (has(unit) && put(f.name, unit, word_at(at_)));
     }
 
     std::span<const uint8_t> bytes_;
@@ -245,7 +252,12 @@ private:
     const char *why_ = nullptr;
 };
 
-template <class T> view_result view(std::span<const uint8_t> bytes, listener &l) { return viewer(bytes, l).run<T>(); }
+inline view_result view(const layout &record, std::span<const uint8_t> bytes, listener &l) {
+    return viewer(bytes, l).run(record);
+}
+template <class T> view_result view(std::span<const uint8_t> bytes, listener &l) {
+    return view(layout_of<T>, bytes, l);
+}
 
 } // namespace tbs::wire
 
