@@ -164,11 +164,12 @@ TBS_API tbs_status_t tbs_cr_to_compressed(tbs_cr_t *cr, tbs_cr_compressed_t **co
  * with "(ccr_p->format_version == TBS_CR_COMPRESSED_CURR_FORMAT)" (line 193) of "lib/tbs/tbs_cr".
  *
  * @param      compressed  the compressed record.
- * @param[out] cr_out      receives the record; what it held is overwritten, not released. Released with
- *                         tbs_cr_free_cr_xdr(), also after a failure, when it is zero or holds what was read.
+ * @param[out] cr_out      receives the record; what it held is overwritten, not released. Untouched when the data cannot
+ *                         be made whole again; after a failure later it holds what was read. So begin with a record of
+ *                         zeros, and release it with tbs_cr_free_cr_xdr() whatever the result.
  * @retval 0             done
  * @retval TBS_ST_ERROR  the data is damaged, cut off, no zstd frame, beyond the limits of compress_uncompress(), or no
- *                       record of format 5 or 6; no memory; a NULL
+ *                       record of format 5 or 6; no memory (printed when it is the record's); a NULL
  */
 TBS_API tbs_status_t tbs_cr_compressed_to_cr(const tbs_cr_compressed_t *compressed, tbs_cr_t *cr_out) TBS_NOEXCEPT;
 
@@ -248,7 +249,7 @@ TBS_API bool_t xdr_tbs_cr_slinktext_rec_p_t(XDR *stream, tbs_cr_slinktext_rec_t 
 TBS_API bool_t xdr_tbs_cr_fs_predef_t(XDR *stream, tbs_cr_fs_predef_t *file) TBS_NOEXCEPT;
 /** The same. */
 TBS_API bool_t xdr__tbs_cr_fs_predef_t(XDR *stream, tbs_cr_fs_predef_t *file) TBS_NOEXCEPT;
-/** As in format 5: of the flags the low 16 bits; a size that 32 bits do not hold is refused. */
+/** As in format 5: of the flags the low 16 bits, of the size the low 32, which decoding takes as a signed number. */
 TBS_API bool_t xdr_tbs_cr_fs_predef_v6_t(XDR *stream, tbs_cr_fs_predef_t *file) TBS_NOEXCEPT;
 /** A pointer to one as in format 6 that may be NULL. */
 TBS_API bool_t xdr_tbs_cr_fs_predef_p_t(XDR *stream, tbs_cr_fs_predef_t **file) TBS_NOEXCEPT;

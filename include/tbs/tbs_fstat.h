@@ -5,9 +5,10 @@
  *   database   tbs_fstat_db_t    owner and group by SID, 64-bit size, a fourth time; what databases keep
  *   full       tbs_fstat_full_t  the database form with the role map that governs the object
  *
- * A record is plain data that belongs to the caller: copy it by assignment. Nothing here prints, keeps a pointer that
- * it was given, or shares anything: every function may be called from any thread. The XDR routines of the records are
- * in tbs_xdr.h.
+ * A record is plain data that belongs to the caller: copy it by assignment. Nothing here keeps a pointer that it was
+ * given, or shares anything: every function may be called from any thread. Nothing is printed, but for what the
+ * sources of accounts warn of (see ks_cred.h) and for a failed assertion. The XDR routines of the records are in
+ * tbs_xdr.h.
  *
  * Functions whose result is a tbs_boolean_t give 0 for success and 1 for failure, or for a text that was cut.
  */
@@ -150,8 +151,8 @@ TBS_API tbs_boolean_t tbs_get_fstat_db(const char *path, int follow, tbs_fstat_d
 /* ---- texts --------------------------------------------------------------------------------------------------- *
  *
  * For diagnosis: numbers in decimal, the mode in octal, times as date_ctime() writes them, in the host's time zone or
- * the one that TZ names. A SID that is none is shown as "". No text ends with a line end. A text that is too long is
- * cut to fit, always terminated.
+ * the one that TZ names: no other thread changes the environment meanwhile. A SID that is none is shown as "". No text
+ * ends with a line end. A text that is too long is cut to fit, always terminated.
  */
 
 /**

@@ -12,8 +12,8 @@
 
 namespace {
 
-constexpr int level = 3;
-constexpr int largest_window = 23; // 8 MiB, taken as soon as a frame asks for it; level 3 needs less
+constexpr int level = 1;           // records of builds are mostly identifiers, of which higher ones gain nothing
+constexpr int largest_window = 23; // 8 MiB, taken as soon as a frame asks for it; frames of ours ask for less
 constexpr size_t first_piece = 64 * 1024;
 
 struct release {
@@ -69,6 +69,22 @@ size_t most_content(size_t compressed) {
     return std::max<size_t>(compressed * COMPRESS_MOST_RATIO, COMPRESS_MOST_FROM_LITTLE);
 }
 
+// Compresses content that is so even that one frame of full blocks would be refused as too small for it: in blocks of
+// less. Gives the bytes of the frame, or an error of zstd; there is room for blocks that hold the bytes as they are.
+size_t compress_even(ZSTD_CCtx *context, void *frame, size_t capacity, const void *content, size_t size) {
+    constexpr size_t least_block = 4, piece = least_block * COMPRESS_MOST_RATIO;
+    ZSTD_CCtx_setParameter(context, ZSTD_c_compressionLevel, level);
+    ZSTD_CCtx_setPledgedSrcSize(context, size);
+    ZSTD_outBuffer to = {frame, capacity, 0};
+    ZSTD_inBuffer from = {content, 0, 0};
+    size_t left = 0;
+    while (left == 0 && from.size < size) {
+        from.size = std::min(from.size + piece, size);
+        left = ZSTD_compressStream2(context, &to, &from, from.size == size ? ZSTD_e_end : ZSTD_e_flush);
+    }
+    return left == 0 ? to.pos : left;
+}
+
 // Other frames hold nothing, and are to be skipped.
 bool is_frame(const void *compressed, size_t size) {
     constexpr uint8_t magic[] = {ZSTD_MAGICNUMBER & 0xff, ZSTD_MAGICNUMBER >> 8 & 0xff, ZSTD_MAGICNUMBER >> 16 & 0xff,
@@ -102,9 +118,11 @@ extern "C" void *compress_compress(const void *content, size_t size, size_t *siz
     owned<void> compressed(stg_malloc(capacity));
     const owned<ZSTD_CCtx> context(ZSTD_createCCtx());
     if (!compressed || !context) return fail(KS_ENOMEM);
-    const size_t result = ZSTD_compressCCtx(context.get(), compressed.get(), capacity, content, size, level);
+    size_t result = ZSTD_compressCCtx(context.get(), compressed.get(), capacity, content, size, level);
+    if (!ZSTD_isError(result) && size > most_content(result)) {
+        result = compress_even(context.get(), compressed.get(), capacity, content, size);
+    }
     if (ZSTD_isError(result)) return fail(error_of(result));
-    if (size > most_content(result)) return fail(KS_EFBIG);
     *size_out = result;
     return compressed.release();
 }

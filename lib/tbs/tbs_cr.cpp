@@ -94,15 +94,16 @@ public:
         if (!copy) throw std::bad_alloc();
         return copy;
     }
-    // An array of objects of their own, with their texts.
+    // An array of objects, with their texts. In an area they lie in one piece; on the heap each is released by itself.
     template <class T>
     void objects(T *const *from, uint32_t count, T **&to, uint32_t &to_count,
                  std::initializer_list<char * T::*> texts_of) const {
         to = array<T *>(count);
         to_count = count;
+        T *const piece = area_ && count != 0 ? static_cast<T *>(allocate(count * sizeof(T))) : nullptr;
         for (uint32_t i = 0; i < count; i++) {
             if (!from[i]) continue;
-            T *one = to[i] = static_cast<T *>(allocate(sizeof(T)));
+            T *one = to[i] = piece ? piece + i : static_cast<T *>(allocate(sizeof(T)));
             *one = *from[i];
             for (char *T::*member : texts_of) one->*member = nullptr; // until it has its own
             for (char *T::*member : texts_of) one->*member = text(from[i]->*member);
@@ -243,7 +244,6 @@ extern "C" tbs_status_t tbs_cr_compressed_to_cr(const tbs_cr_compressed_t *compr
     if (!compressed || !cr_out) return TBS_ST_ERROR;
     if (compressed->format_version != TBS_CR_COMPRESSED_CURR_FORMAT)
         pfm_assert_fail("(ccr_p->format_version == TBS_CR_COMPRESSED_CURR_FORMAT)", source_name, 193);
-    *cr_out = {};
     size_t size = 0;
     const owned_memory content(compress_uncompress(compressed->data, compressed->length, &size));
     if (!content) return TBS_ST_ERROR;

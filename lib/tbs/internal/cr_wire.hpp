@@ -15,6 +15,11 @@ struct narrow_mfs_obj_desc : tbs_cr_mfs_obj_desc_t {};
 static_assert(sizeof(narrow_fs_predef) == sizeof(tbs_cr_fs_predef_t));
 static_assert(sizeof(narrow_mfs_obj_desc) == sizeof(tbs_cr_mfs_obj_desc_t));
 
+// The low 32 bits of a 64-bit integer, in one unit.
+template <auto M> struct low_word : narrow<M> {
+    static bool put(cursor to, const auto &o) { return static_cast<void>(narrow<M>::put(to, o)), true; }
+};
+
 // An array of objects of their own, whose look depends on the record's format.
 template <auto Version, auto N, auto P, class Narrow> struct array_of_format {
     using objects = array<N, P>;
@@ -75,7 +80,7 @@ template <> struct record<narrow_fs_predef> : rows<
     low_half<&tbs_cr_fs_predef_t::result_obj_flags>,
     scalar<&tbs_cr_fs_predef_t::ftype>,
     scalar<&tbs_cr_fs_predef_t::host_kind>,
-    narrow<&tbs_cr_fs_predef_t::size>,
+    low_word<&tbs_cr_fs_predef_t::size>,
     scalar<&tbs_cr_fs_predef_t::mode>,
     narrow<&tbs_cr_fs_predef_t::mtime>,
     narrow<&tbs_cr_fs_predef_t::ctime>> {};
