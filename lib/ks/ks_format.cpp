@@ -57,6 +57,18 @@ constexpr bool is_one_of(char c, std::string_view letters) noexcept { return let
 constexpr bool is_number(char c) noexcept { return is_one_of(c, "diuoxX"); }
 constexpr bool is_text(char c) noexcept { return is_one_of(c, "csp"); }
 
+// Reads a length, if there is one, and gives the place behind it.
+const char *read_length(const char *p, length &size) noexcept {
+    for (const length_row &row : lengths) {
+        size_t same = 0;
+        while (same < row.text.size() && p[same] == row.text[same]) same++;
+        if (same < row.text.size()) continue;
+        size = row.value;
+        return p + same;
+    }
+    return p;
+}
+
 // Reads what stands behind a "%" and gives the place behind the conversion.
 const char *read_conversion(const char *p, conversion &c) noexcept {
     if (*p == 's' || *p == 'd') [[likely]] { // nearly all there are
@@ -78,12 +90,7 @@ const char *read_conversion(const char *p, conversion &c) noexcept {
             p = read_number(p, c.precision);
         }
     }
-    for (const length_row &row : lengths) {
-        if (std::strncmp(p, row.text.data(), row.text.size()) != 0) continue;
-        c.length = row.value;
-        p += row.text.size();
-        break;
-    }
+    if (!is_number(*p) && !is_text(*p)) p = read_length(p, c.length);
     if (!*p) return p;
     if (is_number(*p) || (is_text(*p) && c.length == length::none)) c.type = *p;
     return p + 1;

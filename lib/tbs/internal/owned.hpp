@@ -4,6 +4,7 @@
 
 #include "ks/ks_stg.h"
 
+#include <cstring>
 #include <new>
 #include <utility>
 
@@ -49,9 +50,9 @@ using owned_text = owned<char *, free_text>;
 
 // Zero-filled memory for one object; throws when there is none.
 template <class T> [[nodiscard]] T *zalloc() {
-    void *memory = stg_calloc(1, sizeof(T));
+    void *memory = stg_malloc(sizeof(T)); // which keeps small pieces at hand; calloc does not
     if (!memory) throw std::bad_alloc();
-    return static_cast<T *>(memory);
+    return static_cast<T *>(std::memset(memory, 0, sizeof(T)));
 }
 
 } // namespace tbs
