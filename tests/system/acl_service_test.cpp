@@ -1,14 +1,14 @@
 // The example ACL service: the server as a process, its client as a process, and callers who mean no good.
 #include "examples/acl_service/acl_service.h"
+#include "system/server_process.hpp"
 #include "tbs/acl_check_support.hpp"
-#include "tool/tool_runner.hpp"
 
 #include <arpa/inet.h>
 #include <csignal>
 #include <gtest/gtest.h>
+#include <optional>
 #include <random>
 #include <span>
-#include <sys/prctl.h>
 #include <sys/socket.h>
 
 namespace {
@@ -54,29 +54,16 @@ public:
         dir_.write("accounts", account_lines());
         strings words{server_path};
         for (const object &o : objects) words.push_back(o.name + '=' + dir_.write("acl/" + o.name, o.acl) + o.owners);
-        start(words, variables);
-        char line[64] = "";
-        if (!std::fgets(line, sizeof line, output_) || std::sscanf(line, "tcp %hu udp %hu\n", &tcp, &udp) != 2) {
+        environment all{{"ORSIK_ACCOUNTS", dir_ / "accounts"}};
+        all.insert(all.end(), variables.begin(), variables.end());
+        process_.emplace(words, dir_ / "stderr", all);
+        if (std::sscanf(process_->line().c_str(), "tcp %hu udp %hu\n", &tcp, &udp) != 2) {
             throw std::runtime_error("the server did not start: " + printed());
         }
     }
-    ~server() {
-        if (pid_ > 0) {
-            kill(pid_, SIGKILL);
-            end();
-        }
-        if (output_) std::fclose(output_);
-    }
-    server(const server &) = delete;
-    server &operator=(const server &) = delete;
 
     // Waits for its end; the exit status, -1 when a signal ended it.
-    int end() {
-        int status = 0;
-        while (waitpid(pid_, &status, 0) < 0 && errno == EINTR) {}
-        pid_ = -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
+    int end() { return process_->end(); }
 
     // Runs the client program.
     outcome ask(const char *transport, const strings &words) const {
@@ -90,30 +77,8 @@ public:
     uint16_t tcp = 0, udp = 0;
 
 private:
-    void start(const strings &words, const environment &variables) {
-        std::vector<char *> arguments;
-        for (const std::string &word : words) arguments.push_back(const_cast<char *>(word.c_str()));
-        arguments.push_back(nullptr);
-        const std::string messages = dir_ / "stderr", accounts = dir_ / "accounts";
-        int pipe_ends[2];
-        if (pipe2(pipe_ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
-        pid_ = fork();
-        if (pid_ == 0) {
-            prctl(PR_SET_PDEATHSIG, SIGKILL);
-            dup2(pipe_ends[1], 1);
-            dup2(open(messages.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 2);
-            setenv("ORSIK_ACCOUNTS", accounts.c_str(), 1);
-            for (const auto &[name, value] : variables) setenv(name.c_str(), value.c_str(), 1);
-            execv(arguments[0], arguments.data());
-            _exit(127);
-        }
-        close(pipe_ends[1]);
-        output_ = fdopen(pipe_ends[0], "r");
-    }
-
     temp_dir dir_;
-    pid_t pid_ = -1;
-    std::FILE *output_ = nullptr;
+    std::optional<server_process> process_;
 };
 
 // ---- callers of our own --------------------------------------------------------------------------------------------
