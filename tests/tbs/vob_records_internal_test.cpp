@@ -10,7 +10,10 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <memory>
+#include <nlohmann/json.hpp>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -115,6 +118,24 @@ TEST(VobTypes, ComeBackFromTheirBytes) {
         }
     }
     xdrstg_destroy(&sent);
+}
+
+// The file says beside the bytes what they mean.
+TEST(VobTypes, HaveTheBytesThatPeersKnow) {
+    std::ifstream file(ORSIK_TEST_DATA_DIR "/vob_records.json");
+    const auto known = nlohmann::json::parse(file);
+    for (const wire_type &type : vob_types()) {
+        std::string name = type.name;
+        name.back() = 't';
+        ASSERT_TRUE(known.contains(name)) << name;
+        const auto digits = known[name]["bytes"].get<std::string>();
+        bytes from;
+        for (size_t i = 0; i < digits.size(); i += 2)
+            from.push_back(static_cast<uint8_t>(std::stoul(digits.substr(i, 2), nullptr, 16)));
+        object one(type);
+        EXPECT_TRUE(decode(stream_kind::storage, from, type.pass, one.get())) << type.name;
+        EXPECT_EQ(encode(stream_kind::storage, type.pass, one.get()), from) << type.name;
+    }
 }
 
 TEST(VobTypes, AreTheSameOnAllKindsOfStream) {

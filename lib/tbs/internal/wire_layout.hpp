@@ -7,6 +7,7 @@
 
 #include "acl_wire.hpp"
 #include "base_wire.hpp"
+#include "cr_wire.hpp"
 
 #include <array>
 #include <span>
@@ -39,16 +40,25 @@ inline constexpr size_t number_of_forms = static_cast<size_t>(form::absent_byte)
 
 struct layout;
 
+// The member that says how lists whose look depends on a record's format are written.
+inline constexpr std::string_view format_member = "format_version";
+
 struct field {
     std::string_view name; // of the member
     form kind;
     bool is_signed = false;
-    uint8_t bits = 32;                      // number: so many are kept
-    uint32_t limit = no_maximum;            // of a length or count
-    int64_t value = 0;                      // constant: what it is; arm of a union: what selects it
-    std::string_view count_name = {};       // list, entries, data: the member that holds the number
-    const layout *inner = nullptr;          // record, list, entries, optional; choice: the arms, one field each
+    uint8_t bits = 32;                // number: so many are kept
+    uint32_t limit = no_maximum;      // of a length or count
+    int64_t value = 0;                // constant: what it is; arm of a union: what selects it
+    std::string_view count_name = {}; // list, entries, data: the member that holds the number
+    const layout *inner = nullptr;    // record, list, entries, optional; choice: the arms, one field each
+    const layout *narrow = nullptr;   // list: the elements in the format that sends less of them, if there is one
     const names_of_values *names = nullptr; // number, choice
+
+    // The elements of a list in a record of this format.
+    [[nodiscard]] constexpr const layout &inner_in(uint32_t format) const {
+        return narrow && format == cr_narrow_format ? *narrow : *inner;
+    }
 };
 
 struct layout {
@@ -109,6 +119,7 @@ template <auto M, const names_of_values &Names> constexpr field field_of(named<M
 template <auto M> constexpr field field_of(narrow<M>) {
     return number_field<M>(std::is_signed_v<member_t<M>>, sizeof(uint32_t));
 }
+template <auto M> constexpr field field_of(low_word<M>) { return field_of(narrow<M>{}); }
 template <auto M> constexpr field field_of(low_half<M>) { return number_field<M>(false, sizeof(uint16_t)); }
 template <auto M> constexpr field field_of(high_first<M>) {
     return {.name = name_of<M>(), .kind = form::hyper, .is_signed = std::is_signed_v<member_t<M>>};
@@ -149,6 +160,13 @@ template <auto N, auto P> constexpr field field_of(entry_array<N, P>) {
             .kind = form::entries,
             .count_name = name_of<N>(),
             .inner = inner_layout<typename entry_array<N, P>::element>()};
+}
+template <auto Version, auto N, auto P, class Narrow>
+constexpr field field_of(array_of_format<Version, N, P, Narrow>) {
+    static_assert(name_of<Version>() == format_member);
+    field made = field_of(array<N, P>{});
+    made.narrow = inner_layout<Narrow>();
+    return made;
 }
 template <auto P> constexpr field field_of(optional<P>) {
     return {.name = name_of<P>(), .kind = form::optional, .inner = inner_layout<typename optional<P>::element>()};

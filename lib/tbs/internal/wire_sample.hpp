@@ -59,7 +59,8 @@ private:
     }
     void add_number(const field &f) {
         if (f.names && !one_in(16)) return put(named_value(*f.names));
-        const uint32_t number = one_in(8) ? any() : below(1000);
+        uint32_t number = one_in(8) ? any() : below(1000);
+        if (f.name == format_member) format_ = number = one_in(2) ? cr_narrow_format : cr_wide_format;
         put(f.bits < 32 ? number & ((uint32_t{1} << f.bits) - 1) : number);
     }
     void add_hyper(const field &) {
@@ -113,7 +114,7 @@ private:
     uint32_t some_elements() { return level_ < most_levels ? below(most_elements + 1) : 0; }
     void add_elements(const field &f, uint32_t count) {
         level_++;
-        for (uint32_t i = 0; i < count; i++) add(*f.inner);
+        for (uint32_t i = 0; i < count; i++) add(f.inner_in(format_));
         level_--;
     }
     void add_list(const field &f) {
@@ -142,7 +143,7 @@ private:
 
     std::mt19937_64 random_;
     std::vector<uint8_t> bytes_;
-    uint32_t level_ = 0;
+    uint32_t level_ = 0, format_ = 0;
 };
 
 } // namespace tbs::wire

@@ -97,6 +97,7 @@ private:
         const uint32_t word = word_at(at_);
         const uint32_t kept = f.bits < 32 ? word & ((uint32_t{1} << f.bits) - 1) : word;
         const int64_t as_signed = static_cast<int32_t>(word);
+        if (f.name == format_member) format_ = kept;
         return put(f.name, unit, f.is_signed ? static_cast<uint64_t>(as_signed) : kept, f.is_signed, f.names);
     }
     bool show_hyper(const field &f) {
@@ -197,7 +198,7 @@ private:
         listener_.enter_list(f.name, count);
         for (uint32_t i = 0; i < count && shown; i++) {
             listener_.enter_record({});
-            shown = show(*f.inner);
+            shown = show(f.inner_in(format_));
             listener_.leave();
         }
         listener_.leave();
@@ -215,6 +216,8 @@ private:
     }
     bool show_list(const field &f) {
         uint32_t count = 0;
+        if (f.narrow && format_ != cr_narrow_format && format_ != cr_wide_format)
+            return stop("no record has such a format");
         return show_both_counts(f, count) && one_level_down([&] { return show_elements(f, count); });
     }
     bool show_entries(const field &f) {
@@ -249,6 +252,7 @@ private:
     listener &listener_;
     size_t at_ = 0;
     unsigned depth_ = 0;
+    uint32_t format_ = 0;
     const char *why_ = nullptr;
 };
 
