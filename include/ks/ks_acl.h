@@ -66,7 +66,7 @@ KS_API int sysutl_acl_get_permset(sysutl_acl_entry_t *entry, sysutl_acl_permset_
 /** Takes all permissions away. @return 0 or KS_EINVAL. */
 KS_API int sysutl_acl_clear_perms(sysutl_acl_permset_t *permset) KS_NOEXCEPT;
 
-/** Adds permissions (#SYSUTL_ACL_READ and the like, or'ed). @return 0 or KS_EINVAL. */
+/** Adds permissions (SYSUTL_ACL_READ and the like, or'ed). @return 0 or KS_EINVAL. */
 KS_API int sysutl_acl_add_perm(sysutl_acl_permset_t *permset, int perms) KS_NOEXCEPT;
 
 /**

@@ -15,6 +15,7 @@ KS_BEGIN_C
 
 /** Nor one of more than this and more than #COMPRESS_MOST_RATIO times its compressed form. */
 #define COMPRESS_MOST_FROM_LITTLE (16u * 1024 * 1024)
+/** See #COMPRESS_MOST_FROM_LITTLE. */
 #define COMPRESS_MOST_RATIO 1000u
 
 /**

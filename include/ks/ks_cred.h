@@ -304,8 +304,8 @@ typedef enum credutl_credentials_form { CREDUTL_FORM_STRING = 1, CREDUTL_FORM_SI
 /** What cracking a client gives; released with credutl_free_cracked(). */
 typedef struct credutl_cracked {
     credutl_credentials_form_t form;
-    credutl_string_credentials_t *strings; /**< when the form is #CREDUTL_FORM_STRING, else NULL */
-    credutl_sid_credentials_t *sids;       /**< when the form is #CREDUTL_FORM_SID, else NULL */
+    credutl_string_credentials_t *strings; /**< when the form is CREDUTL_FORM_STRING, else NULL */
+    credutl_sid_credentials_t *sids;       /**< when the form is CREDUTL_FORM_SID, else NULL */
 } credutl_cracked_t;
 
 /**

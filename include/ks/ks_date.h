@@ -7,6 +7,7 @@
 #define KS_DATE_H
 
 #include "ks_types.h"
+#include <time.h>
 
 KS_BEGIN_C
 
@@ -43,6 +44,17 @@ KS_API int date_ctime(int64_t seconds, char *buffer, size_t size) KS_NOEXCEPT;
  * @retval KS_ENAMETOOLONG   the token does not fit
  */
 KS_API int date_fmt_token_short_date_time(int64_t seconds, char *buffer, size_t size) KS_NOEXCEPT;
+
+/**
+ * Divides a time into the fields of the calendar, in UTC.
+ *
+ * @param      seconds     seconds since 1970-01-01 00:00 UTC; negative before it.
+ * @param[out] fields_out  the fields, as those of C's gmtime(); untouched on failure.
+ * @retval 0           divided
+ * @retval KS_ERANGE   the year is outside 0 to 9999
+ * @retval KS_EINVAL   @p fields_out is NULL
+ */
+KS_API int date_get_gmtime(int64_t seconds, struct tm *fields_out) KS_NOEXCEPT;
 
 KS_END_C
 

@@ -46,6 +46,7 @@ enum {
     KS_ENOTEMPTY = 41,
     KS_EILSEQ = 42,
     KS_ECANCELED = 105,
+    KS_ECONNRESET = 108,
     KS_ELOOP = 114,
     KS_ENOTSUP = 129,
     KS_ETIMEDOUT = 138,

@@ -71,7 +71,7 @@ KS_API int fileutl_strip_leaf(const char *path, char *directory, size_t director
 
 /* ---- status -------------------------------------------------------------------------------------------------- */
 
-/** Kinds of files, in the bits #FILEUTL_KIND of a mode; numbered as POSIX systems do. */
+/** Kinds of files, in the bits FILEUTL_KIND of a mode; numbered as POSIX systems do. */
 enum {
     FILEUTL_KIND = 0170000,
     FILEUTL_FIFO = 0010000,

@@ -7,6 +7,7 @@
 #define KS_STR_H
 
 #include "ks_types.h"
+#include <stdio.h>
 
 KS_BEGIN_C
 
@@ -87,6 +88,23 @@ KS_API const char *strutl_flags_to_str(uint32_t flags, const strutl_flag_t *tabl
  */
 KS_API int strutl_flags_to_str_list(uint32_t flags, const strutl_flag_t *table, size_t count, char ***names_out,
                                     uint32_t *count_out) KS_NOEXCEPT;
+
+/**
+ * Reads a set of bits from names of a table, or numbers "0x..." of hexadecimal digits. Names are compared without case,
+ * the first row of a name counts, and blanks around a name do not. What strutl_flags_to_str() writes is read back as
+ * the same set.
+ *
+ * @param      text       names with the separator between them; "" is the empty set.
+ * @param      table      rows; may be NULL when @p count is 0.
+ * @param      count      number of rows.
+ * @param      separator  text between names, not empty.
+ * @param[out] flags_out  the set; untouched on failure.
+ * @retval 0           read
+ * @retval KS_EINVAL   a pointer is NULL, the separator is empty, or a name is neither in the table nor a number
+ * @retval KS_ENOMEM   no memory
+ */
+KS_API int strutl_flags_from_str(const char *text, const strutl_flag_t *table, size_t count, const char *separator,
+                                 uint32_t *flags_out) KS_NOEXCEPT;
 
 /**
  * Releases a list of texts.
@@ -190,8 +208,30 @@ KS_API size_t strutl_snprintf(char *buffer, size_t size, const char *format, ...
  */
 KS_API size_t strutl_cvt_wide_str_to_str(char *buffer, size_t size, const uint16_t *wide) KS_NOEXCEPT;
 
+/** Most bytes of a text that strutl_read() and strutl_read_fp() read. */
+#define STRUTL_READ_MAX ((size_t)1 << 30)
+
 /**
- * Removes leading and trailing white space (blank, \t, \n, \v, \f, \r) in place.
+ * Reads a file as one text.
+ *
+ * @param      path      product path of a file, or of what else can be read to its end (a pipe).
+ * @param[out] text_out  the text, terminated, released with stg_free(); untouched on failure.
+ * @return  0; KS_EILSEQ when it holds a NUL, KS_EFBIG for more than #STRUTL_READ_MAX bytes, KS_EISDIR, KS_ENOENT,
+ *          KS_EACCES, KS_ENAMETOOLONG, KS_ENOMEM, KS_EINVAL for a NULL, or what else the host says, translated.
+ */
+KS_API int strutl_read(const char *path, char **text_out) KS_NOEXCEPT;
+
+/**
+ * Reads a stream to its end as one text.
+ *
+ * @param      stream    the stream, from where it stands; stays open.
+ * @param[out] text_out  as in strutl_read().
+ * @return  as strutl_read().
+ */
+KS_API int strutl_read_fp(FILE *stream, char **text_out) KS_NOEXCEPT;
+
+/**
+ * Removes leading and trailing white space (blank and the characters 9 to 13) in place.
  *
  * @param text  terminated text, changed in place.
  * @return  the first character that stays, inside @p text.

@@ -10,18 +10,20 @@
 #include <stddef.h>
 #include <stdint.h>
 
-/* How a library gives its functions away, and how those who use it take them. */
 #if defined(_WIN32)
 #define KS_EXPORT __declspec(dllexport)
 #define KS_IMPORT __declspec(dllimport)
 #else
+/** How a library gives its functions away. */
 #define KS_EXPORT __attribute__((visibility("default")))
+/** How those who use a library take them. */
 #define KS_IMPORT KS_EXPORT
 #endif
 
 #ifdef ORSIK_BUILD_KS
 #define KS_API KS_EXPORT
 #else
+/** Stands before every function of the library. */
 #define KS_API KS_IMPORT
 #endif
 
@@ -31,9 +33,13 @@
 #define KS_BEGIN_C extern "C" {
 #define KS_END_C }
 #else
+/** Stands behind every function: none lets an exception out. */
 #define KS_NOEXCEPT
+/** Stands before a function that does not return. */
 #define KS_NORETURN _Noreturn
+/** What stands between this and #KS_END_C has the linkage of C. */
 #define KS_BEGIN_C
+/** Ends #KS_BEGIN_C. */
 #define KS_END_C
 #endif
 

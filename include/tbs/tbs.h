@@ -12,6 +12,7 @@
 #include "tbs_mfs.h"
 #include "tbs_mgr.h"
 #include "tbs_msg.h"
+#include "tbs_notify.h"
 #include "tbs_product.h"
 #include "tbs_profile.h"
 #include "tbs_rolemap.h"

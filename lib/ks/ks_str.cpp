@@ -125,6 +125,30 @@ template <class F> bool each_name(uint32_t flags, const strutl_flag_t *table, si
     return rest == 0 || add(hex_number(rest, number));
 }
 
+std::string_view stripped(std::string_view text) {
+    while (!text.empty() && is_blank(text.front())) text.remove_prefix(1);
+    while (!text.empty() && is_blank(text.back())) text.remove_suffix(1);
+    return text;
+}
+
+// The bits of one name: those of the table's first row of that name, or a number.
+int read_flag(std::string_view name, const strutl_flag_t *table, size_t count, uint32_t &value) {
+    char *terminated = copy_of(name);
+    if (!terminated) return KS_ENOMEM;
+    const auto *row = std::find_if(table, table + count, [&](const strutl_flag_t &one) {
+        return one.name && strutl_stricoll(one.name, terminated) == 0;
+    });
+    int error = 0;
+    if (row != table + count) {
+        value = row->value;
+    } else {
+        const bool hexadecimal = name.starts_with("0x") || name.starts_with("0X");
+        error = hexadecimal && strutl_strtoul(terminated, 16, &value) == 0 ? 0 : KS_EINVAL;
+    }
+    stg_free(terminated);
+    return error;
+}
+
 } // namespace
 
 extern "C" const char *strutl_flags_to_str(uint32_t flags, const strutl_flag_t *table, size_t count,
@@ -154,6 +178,26 @@ extern "C" int strutl_flags_to_str_list(uint32_t flags, const strutl_flag_t *tab
     }
     *names_out = names;
     *count_out = named;
+    return 0;
+}
+
+extern "C" int strutl_flags_from_str(const char *text, const strutl_flag_t *table, size_t count,
+                                     const char *separator, uint32_t *flags_out) noexcept {
+    const bool valid = text && separator && *separator && flags_out && (table || count == 0);
+    if (!valid) return ks::fail(KS_EINVAL);
+    const std::string_view between = separator;
+    uint32_t flags = 0;
+    std::string_view rest = text;
+    for (bool more = !stripped(rest).empty(); more;) {
+        const size_t length = rest.find(between);
+        uint32_t value = 0;
+        if (const int error = read_flag(stripped(rest.substr(0, length)), table, count, value))
+            return ks::fail(error);
+        flags |= value;
+        more = length != rest.npos;
+        if (more) rest.remove_prefix(length + between.size());
+    }
+    *flags_out = flags;
     return 0;
 }
 

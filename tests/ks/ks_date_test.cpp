@@ -10,6 +10,7 @@
 #include <limits>
 #include <rapidcheck/gtest.h>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -114,6 +115,29 @@ TEST(DateFmtTokenShortDateTime, RefusesABufferThatIsTooSmall) {
     EXPECT_EQ(date_fmt_token_short_date_time(0, buffer, 0), KS_ENAMETOOLONG);
     EXPECT_EQ(*buffer, 'x');
     EXPECT_EQ(date_fmt_token_short_date_time(0, nullptr, 100), KS_EINVAL);
+}
+
+RC_GTEST_PROP(DateGetGmtime, AgreesWithTheHost, (int32_t seconds)) {
+    const time_t moment = seconds;
+    tm host, ours;
+    RC_ASSERT(gmtime_r(&moment, &host) != nullptr);
+    RC_ASSERT(date_get_gmtime(seconds, &ours) == 0);
+    const auto all = [](const tm &t) {
+        return std::vector{t.tm_year, t.tm_mon, t.tm_mday, t.tm_hour, t.tm_min, t.tm_sec, t.tm_wday, t.tm_yday};
+    };
+    RC_ASSERT(all(ours) == all(host));
+}
+
+TEST(DateGetGmtime, RefusesYearsOfMoreThanFourDigits) {
+    tm fields{};
+    fields.tm_sec = 77;
+    EXPECT_EQ(date_get_gmtime(253402300800, &fields), KS_ERANGE);
+    EXPECT_EQ(date_get_gmtime(-62167219201, &fields), KS_ERANGE);
+    EXPECT_EQ(date_get_gmtime(std::numeric_limits<int64_t>::min(), &fields), KS_ERANGE);
+    EXPECT_EQ(date_get_gmtime(0, nullptr), KS_EINVAL);
+    EXPECT_EQ(fields.tm_sec, 77);
+    EXPECT_EQ(date_get_gmtime(253402300799, &fields), 0);
+    EXPECT_EQ(fields.tm_year, 8099);
 }
 
 } // namespace

@@ -60,6 +60,10 @@ struct acl_messages {
     static constexpr const auto &rows = acl_rows;
     static const imsg_table_t &table() { return acl_table; }
 };
+struct notify_messages {
+    static constexpr const auto &rows = notify_rows;
+    static const imsg_table_t &table() { return notify_table; }
+};
 
 template <class Messages, uint32_t Index, class... A>
 void say(int severity, const char *module, A... arguments) noexcept {
