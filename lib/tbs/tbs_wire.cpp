@@ -87,8 +87,8 @@ cursor sink::longer_text(cursor at, const char *characters, uint32_t max) {
     const size_t length = std::strlen(characters);
     if (length > max) return nullptr;
     const size_t size = unit + padded(length);
-    if (ahead(at) < size) {
-        if (!settle(at)) return nullptr;
+    if (ahead(at) < size && !(at = more(at, size))) return nullptr;
+    if (ahead(at) < size) { // too long to be staged
         restart();
         return pass_text(xdrs_, const_cast<char **>(&characters), max) ? begin() : nullptr;
     }
@@ -155,7 +155,8 @@ cursor source::cut(std::initializer_list<size_t> widths) {
 cursor source::longer_text(cursor at, char *&characters, uint32_t max) {
     if (ahead(at) < unit) {
         if (in_place_) return refuse(at);
-        return pass_text(xdrs_, &characters, max) ? at : nullptr;
+        at = look(at);
+        if (!at || !in_place_) return at && pass_text(xdrs_, &characters, max) ? at : nullptr;
     }
     const size_t length = load(at);
     at += unit;
@@ -176,11 +177,16 @@ uint32_t source::expected(const uint8_t *at, uint32_t wanted, size_t size, size_
 
 cursor source::bytes(cursor at, uint32_t wanted, void *&memory, uint32_t &size) {
     if (wanted && ahead(at) < unit && !(at = look(at))) return nullptr;
-    if (in_place_ && ahead(at) < padded(wanted)) return refuse(at);
+    if (wanted && in_place_) {
+        if (ahead(at) < padded(wanted)) return refuse(at);
+        memory = stg_malloc(wanted);
+        if (!memory) throw std::bad_alloc();
+        std::memcpy(memory, at, size = wanted);
+        return at + padded(wanted);
+    }
     for (uint32_t capacity = 0; size < wanted;) {
         if (size == capacity) {
-            capacity = expected(at, wanted, 1, 1);
-            if (capacity <= size) capacity = size > wanted / 2 ? wanted : 2 * size;
+            capacity = capacity ? size > wanted / 2 ? wanted : 2 * size : std::min<uint32_t>(wanted, first_piece);
             grow(memory, size, capacity, 1);
         }
         const size_t piece = std::min<size_t>(capacity - size, staging_size);

@@ -39,11 +39,12 @@ inline constexpr unsigned nesting_limit = 64;
 
 constexpr size_t padded(size_t length) { return (length + unit - 1) / unit * unit; }
 
-inline void store(cursor to, uint32_t value) {
+// Left to itself the compiler calls these for runs of many members.
+[[gnu::always_inline]] inline void store(cursor to, uint32_t value) {
     if constexpr (std::endian::native == std::endian::little) value = __builtin_bswap32(value);
     std::memcpy(to, &value, sizeof value);
 }
-inline uint32_t load(const uint8_t *from) {
+[[gnu::always_inline]] inline uint32_t load(const uint8_t *from) {
     uint32_t value;
     std::memcpy(&value, from, sizeof value);
     return std::endian::native == std::endian::little ? __builtin_bswap32(value) : value;
@@ -377,8 +378,11 @@ template <class... Row> struct fused {
     static constexpr bool owns = false;
     static_assert(least <= window::staging_size);
 
+    // All are written, also behind one that does not fit: without branches it is faster.
     template <class T> static bool put_all(cursor to, const T &o) {
-        return ((Row::put(to, o) && (to += Row::width)) && ...);
+        bool fit = true;
+        ((fit &= Row::put(to, o), to += Row::width), ...);
+        return fit;
     }
     template <class T> static void get_all(const uint8_t *from, T &o) {
         ((Row::get(from, o), from += Row::width), ...);
