@@ -124,6 +124,36 @@ sed 's/.*: //' "$ORSIK_HOSTDATA_DIR/types" | sort | uniq -c | sort -rn | head -n
 title "Why a file has its types"
 run 0 type --explain scripts/check_words
 
+title "A build recorded, and what differs in the next one"
+build_dir=$ORSIK_HOSTDATA_DIR/sample_build
+tool_path=$(realpath "$tool")
+cp -r data/sample_build "$build_dir"
+
+# record RECORD ARGUMENT...: builds the sample program in its directory, with few variables.
+record() {
+    local status=0
+    (cd "$build_dir" && env -i PATH=/usr/bin:/bin "$tool_path" cr capture -o "$1" -- cc "${@:2}") || status=$?
+    if [[ $status -ne 0 ]]; then
+        echo "  !! the build was not recorded"
+        failures=$((failures + 1))
+    fi
+}
+
+if strace -qq -o /dev/null true 2>/dev/null; then
+    record first.cr -o greeting main.c greeting.c
+    run 0 cr show "$build_dir/first.cr" >"$ORSIK_HOSTDATA_DIR/shown"
+    fold -s -w 100 "$ORSIK_HOSTDATA_DIR/shown"
+    sed -i 's/morning/evening/' "$build_dir/greeting.h"
+    record second.cr -o greeting main.c greeting.c
+    echo
+    run 1 cr diff "$build_dir/first.cr" "$build_dir/second.cr" >"$ORSIK_HOSTDATA_DIR/shown"
+    fold -s -w 100 "$ORSIK_HOSTDATA_DIR/shown"
+else
+    echo "Processes may not be traced here; two builds that were recorded elsewhere:"
+    run 0 cr show data/sample_build/greeting.json
+    run 1 cr diff data/sample_build/greeting.json data/sample_build/greeting_next.json
+fi
+
 title "Who runs this"
 run 0 whoami
 

@@ -10,6 +10,37 @@ namespace tool {
 namespace {
 
 constexpr size_t help_column = 28; // where descriptions begin
+constexpr char choices_check[] = "choices";
+
+// The choices as the check on them describes itself: "{table,csv}".
+std::vector<std::string> choices_of(CLI::Option &option) {
+    try {
+        const std::string list = option.get_validator(choices_check)->get_description();
+        return CLI::detail::split(list.substr(1, list.size() - 2), ',');
+    } catch (const CLI::OptionNotFound &) {
+        return {};
+    }
+}
+
+argument_text text_of(CLI::Option &option) {
+    argument_text text;
+    for (const std::string &name : option.get_snames()) text.names.push_back("-" + name);
+    for (const std::string &name : option.get_lnames()) text.names.push_back("--" + name);
+    const std::string type = option.get_type_name(); // with the checks behind it
+    if (option.get_items_expected_max() > 0) text.value = type.substr(0, type.find(':'));
+    text.purpose = option.get_description();
+    text.choices = choices_of(option);
+    text.required = option.get_required();
+    text.repeated = option.get_items_expected_max() > 1;
+    return text;
+}
+
+command_text text_of(CLI::App &app) {
+    command_text text{app.get_name(), app.get_description(), app.get_footer(), {}, {}};
+    for (CLI::Option *option : app.get_options()) text.arguments.push_back(text_of(*option));
+    for (CLI::App *below : app.get_subcommands({})) text.commands.push_back(text_of(*below));
+    return text;
+}
 
 } // namespace
 
@@ -19,7 +50,7 @@ const argument &argument::required(bool is_required) const {
 }
 
 const argument &argument::one_of(const std::vector<std::string> &choices) const {
-    option_->check(CLI::IsMember(choices));
+    option_->check(CLI::IsMember(choices), choices_check);
     return *this;
 }
 
@@ -45,7 +76,10 @@ command command::add_group(const std::string &name, const std::string &purpose) 
 
 template <argument_value T>
 argument command::option(const std::string &names, T &value, const std::string &type, const std::string &help) const {
-    return argument(app_->add_option(names, value, help)->type_name(type));
+    CLI::Option *const option = app_->add_option(names, value, help)->type_name(type);
+    // Given by name it takes one word each time: the next may belong to a positional.
+    if (!option->get_positional()) option->allow_extra_args(false);
+    return argument(option);
 }
 
 template argument command::option(const std::string &, std::string &, const std::string &, const std::string &) const;
@@ -66,6 +100,8 @@ void command::keep_remaining() const { app_->prefix_command(); }
 std::vector<std::string> command::remaining() const { return app_->remaining(); }
 
 void command::footer(const std::string &text) const { app_->footer(text); }
+
+command_text command::text() const { return text_of(*app_); }
 
 void command::runs(action what, action &chosen) const {
     app_->callback([what = std::move(what), &chosen] { chosen = what; });

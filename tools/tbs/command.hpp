@@ -34,6 +34,23 @@ concept argument_value = std::same_as<T, std::string> || std::same_as<T, std::op
     std::same_as<T, std::vector<std::string>> || std::same_as<T, unsigned> ||
     std::same_as<T, std::optional<uint16_t>>;
 
+// What the help says of an argument.
+struct argument_text {
+    std::vector<std::string> names; // as typed, short ones first: "-o", "--out"; none for a positional
+    std::string value;              // what the value is called, as "FILE"; "" for a flag
+    std::string purpose;
+    std::vector<std::string> choices; // the only values; none when there are others
+    bool required = false;
+    bool repeated = false; // takes one word or more
+};
+
+// What the help says of a command and of those below it, for help in other forms.
+struct command_text {
+    std::string name, purpose, footer;
+    std::vector<argument_text> arguments;
+    std::vector<command_text> commands;
+};
+
 // An option, a positional or a flag of a command: a handle, with what is demanded of the argument.
 class argument {
 public:
@@ -74,6 +91,9 @@ public:
 
     // The last lines of the help.
     void footer(const std::string &text) const;
+
+    // What the help says.
+    [[nodiscard]] command_text text() const;
 
     // Stores `what` in `chosen` when the command line names this command.
     void runs(action what, action &chosen) const;

@@ -1,31 +1,12 @@
 #include "dot_picture.hpp"
 
 #include "byte_file.hpp"
+#include "find_program.hpp"
 #include "ks/ks_imsg.h"
 #include "ks/ks_process.h"
 #include "tool.hpp"
 
-#include <algorithm>
-#include <cstdlib>
-#include <unistd.h>
-
 namespace tool {
-namespace {
-
-// Path of a program on the search path; "" when it is not there.
-std::string find_program(const std::string &name) {
-    const char *variable = std::getenv("PATH");
-    const std::string path = variable ? variable : "/usr/bin:/bin";
-    for (size_t at = 0; at <= path.size();) {
-        const size_t end = std::min(path.find(':', at), path.size());
-        std::string candidate = path.substr(at, end - at) + '/' + name;
-        if (end > at && access(candidate.c_str(), X_OK) == 0) return candidate;
-        at = end + 1;
-    }
-    return "";
-}
-
-} // namespace
 
 std::string dot_text(std::string_view text) {
     std::string all = "\"";

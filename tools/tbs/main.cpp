@@ -13,8 +13,10 @@ namespace {
 
 constexpr char version[] = "tbs 11.0.0.1";
 
+// What stands behind "--" is meant for another program.
 bool wants_json(int argc, char **argv) {
-    return std::any_of(argv + 1, argv + argc, [](const char *word) { return std::string_view(word) == "--json"; });
+    char **const end = std::find(argv + 1, argv + argc, std::string_view("--"));
+    return std::find(argv + 1, end, std::string_view("--json")) != end;
 }
 
 // Runs what the command line says; the message of a failure goes where answers go.
@@ -36,7 +38,22 @@ public:
         add_rolemap_graph(rolemap, chosen_);
         add_rolemap_check(rolemap, chosen_);
         add_rolemap_edits(rolemap, chosen_);
+        const command cr = top.add_group("cr", "Record builds; show, compare, draw and convert the records");
+        add_cr_capture(cr, chosen_);
+        add_cr_show(cr, chosen_);
+        add_cr_diff(cr, chosen_);
+        add_cr_graph(cr, chosen_);
+        add_cr_convert(cr, chosen_);
+        const command xdr = top.add_group("xdr", "Show, make and describe records as they cross the wire");
+        add_xdr_types(xdr, chosen_);
+        add_xdr_show(xdr, chosen_);
+        add_xdr_make(xdr, chosen_);
+        add_xdr_sample(xdr, chosen_);
+        add_xdr_describe(xdr, chosen_);
         add_uuid(top, chosen_);
+        add_fstat(top, chosen_);
+        add_name(top, chosen_);
+        add_viewroot(top, chosen_);
         add_product(top, chosen_);
         add_profile(top, chosen_);
         add_mgr(top, chosen_);
@@ -45,10 +62,13 @@ public:
         const command magic = top.add_group("magic", "Check and show the rules of file types");
         add_magic_check(magic, chosen_);
         add_magic_dump(magic, chosen_);
+        add_notify(top, chosen_);
         add_help_topic(top, chosen_);
         add_whoami(top, chosen_);
         add_status(top, chosen_);
         add_msg(top, chosen_);
+        add_completion(top, chosen_);
+        add_man(top, chosen_);
         top.footer("Exit status: 0 granted or done, 1 denied or not found, 2 usage or bad input.\n"
                    "\"tbs COMMAND --help\" describes a command.");
     }

@@ -1,5 +1,9 @@
 #include "output.hpp"
 
+#include "ks/ks_str.h"
+#include "output_file.hpp"
+#include "text_file.hpp"
+
 #include <algorithm>
 #include <cstdio>
 #include <nlohmann/json.hpp>
@@ -23,6 +27,15 @@ std::string_view without_newline(std::string_view text) {
     return text;
 }
 
+bool is_utf8(std::string_view text) {
+    while (!text.empty()) {
+        const size_t length = utf8_length(text);
+        if (length == 0) return false;
+        text.remove_prefix(length);
+    }
+    return true;
+}
+
 } // namespace
 
 size_t width_of(std::string_view text) {
@@ -39,6 +52,12 @@ std::string_view first_line(std::string_view text, size_t room) {
         best = i;
     }
     return best ? text.substr(0, best) : text;
+}
+
+std::string visible(const std::string &text) {
+    std::string shown(4 * text.size() + 1, '\0');
+    shown.resize(strutl_visible(shown.data(), shown.size(), text.c_str()));
+    return shown;
 }
 
 void print(std::string_view text) { print_as("%.*s", text); }
@@ -67,17 +86,27 @@ void print_wrapped(std::string_view text, size_t column, size_t indent) {
     }
 }
 
-void print_json(const json &value) {
+json text_as_json(std::string_view text) {
+    if (is_utf8(text)) return text;
+    constexpr char digits[] = "0123456789abcdef";
+    std::string hex;
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        hex += {digits[byte >> 4], digits[byte & 15]};
+    }
+    return {{"bytes", hex}};
+}
+
+std::string json_text(const json &value) {
     std::string text = value.dump(2, ' ', true, json::error_handler_t::replace);
     // DEL is the one control character that JSON lets stand.
     for (size_t at = text.find('\x7F'); at != std::string::npos; at = text.find('\x7F', at)) {
         text.replace(at, 1, "\\u007f");
     }
-    text += '\n';
-    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
-        throw failure("the answer cannot be written to standard output", "Look for a full disk or a closed pipe.");
-    }
+    return text + '\n';
 }
+
+void print_json(const json &value) { write_answer(std::nullopt, json_text(value)); }
 
 void message_collector::take(void *context, int severity, const char *module, const imsg_table_t *table,
                              uint32_t index, const char *text) noexcept {

@@ -29,6 +29,9 @@ size_t width_of(std::string_view text);
 // The longest beginning that fits, cut at a blank or behind a comma; a word that is longer stands alone.
 std::string_view first_line(std::string_view text, size_t room);
 
+// As messages show an inserted text: control characters and what is no text made visible.
+std::string visible(const std::string &text);
+
 // Writes part of a line.
 void print(std::string_view text);
 void print_bold(std::string_view text);
@@ -40,7 +43,13 @@ void end_line();
 // indented to `indent`; ends the line.
 void print_wrapped(std::string_view text, size_t column, size_t indent);
 
-// Writes a JSON value: ASCII only, indented by two, a newline behind it. Throws failure when it cannot be written.
+// A text as a JSON value without loss: what is not UTF-8 is {"bytes": "hexadecimal digits"}.
+json text_as_json(std::string_view text);
+
+// A JSON value as text: ASCII only, indented by two, a newline behind it.
+std::string json_text(const json &value);
+
+// Writes it to standard output. Throws failure when it cannot be written.
 void print_json(const json &value);
 
 // A message that a library printed while the collector lived.

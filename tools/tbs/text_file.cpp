@@ -26,21 +26,6 @@ struct close_file {
                   "Name a text file that you may read.");
 }
 
-// Length of the UTF-8 character at the start, 0 when there is none (overlong forms and surrogates are none).
-size_t utf8_length(std::string_view text) {
-    const auto byte = [&](size_t i) { return static_cast<unsigned char>(text[i]); };
-    const unsigned char lead = byte(0);
-    if (lead < 0x80) return 1;
-    const size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
-    if (lead < 0xC2 || lead > 0xF4 || text.size() < length) return 0;
-    for (size_t i = 1; i < length; i++) {
-        if ((byte(i) & 0xC0) != 0x80) return 0;
-    }
-    const bool overlong = (lead == 0xE0 && byte(1) < 0xA0) || (lead == 0xF0 && byte(1) < 0x90);
-    const bool outside = (lead == 0xED && byte(1) > 0x9F) || (lead == 0xF4 && byte(1) > 0x8F);
-    return overlong || outside ? 0 : length;
-}
-
 void check_line(const std::string &path, size_t number, std::string_view line) {
     if (line.size() > max_line) {
         throw failure(path, number, "the line is longer than " + std::to_string(max_line) + " bytes",
@@ -86,6 +71,20 @@ bool is_control(char c) {
 }
 
 } // namespace
+
+size_t utf8_length(std::string_view text) {
+    const auto byte = [&](size_t i) { return static_cast<unsigned char>(text[i]); };
+    const unsigned char lead = byte(0);
+    if (lead < 0x80) return 1;
+    const size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
+    if (lead < 0xC2 || lead > 0xF4 || text.size() < length) return 0;
+    for (size_t i = 1; i < length; i++) {
+        if ((byte(i) & 0xC0) != 0x80) return 0;
+    }
+    const bool overlong = (lead == 0xE0 && byte(1) < 0xA0) || (lead == 0xF0 && byte(1) < 0x90);
+    const bool outside = (lead == 0xED && byte(1) > 0x9F) || (lead == 0xF4 && byte(1) > 0x8F);
+    return overlong || outside ? 0 : length;
+}
 
 std::string_view trimmed(std::string_view text) {
     const size_t first = text.find_first_not_of(" \t");

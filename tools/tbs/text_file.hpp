@@ -21,6 +21,9 @@ void check_text_file(const std::string &path);
 // without the white space around them; other control characters are refused.
 std::vector<text_line> read_text_file(const std::string &path);
 
+// Length of the UTF-8 character at the start, 0 when there is none (overlong forms and surrogates are none).
+size_t utf8_length(std::string_view text);
+
 // The text without blanks and TABs around it.
 std::string_view trimmed(std::string_view text);
 

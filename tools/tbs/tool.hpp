@@ -46,7 +46,20 @@ void add_rolemap_show(command parent, action &chosen);
 void add_rolemap_graph(command parent, action &chosen);
 void add_rolemap_check(command parent, action &chosen);
 void add_rolemap_edits(command parent, action &chosen); // add, remove, replace
+void add_cr_capture(command parent, action &chosen);
+void add_cr_show(command parent, action &chosen);
+void add_cr_diff(command parent, action &chosen);
+void add_cr_graph(command parent, action &chosen);
+void add_cr_convert(command parent, action &chosen);
+void add_xdr_types(command parent, action &chosen);
+void add_xdr_show(command parent, action &chosen);
+void add_xdr_make(command parent, action &chosen);
+void add_xdr_sample(command parent, action &chosen);
+void add_xdr_describe(command parent, action &chosen);
 void add_uuid(command parent, action &chosen);
+void add_fstat(command parent, action &chosen);
+void add_name(command parent, action &chosen);
+void add_viewroot(command parent, action &chosen);
 void add_product(command parent, action &chosen);
 void add_profile(command parent, action &chosen);
 void add_mgr(command parent, action &chosen);
@@ -54,10 +67,13 @@ void add_registry(command parent, action &chosen);
 void add_type(command parent, action &chosen);
 void add_magic_check(command parent, action &chosen);
 void add_magic_dump(command parent, action &chosen);
+void add_notify(command parent, action &chosen);
 void add_help_topic(command parent, action &chosen);
 void add_whoami(command parent, action &chosen);
 void add_status(command parent, action &chosen);
 void add_msg(command parent, action &chosen);
+void add_completion(command parent, action &chosen);
+void add_man(command parent, action &chosen);
 
 // Owns an object of the libraries. Free takes the address of the variable, as all free functions do.
 template <class T, auto Free> class owned {

@@ -1,0 +1,21 @@
+#include "find_program.hpp"
+
+#include <algorithm>
+#include <cstdlib>
+#include <unistd.h>
+
+namespace tool {
+
+std::string find_program(const std::string &name) {
+    const char *variable = std::getenv("PATH");
+    const std::string path = variable ? variable : "/usr/bin:/bin";
+    for (size_t at = 0; at <= path.size();) {
+        const size_t end = std::min(path.find(':', at), path.size());
+        std::string candidate = path.substr(at, end - at) + '/' + name;
+        if (end > at && access(candidate.c_str(), X_OK) == 0) return candidate;
+        at = end + 1;
+    }
+    return "";
+}
+
+} // namespace tool
