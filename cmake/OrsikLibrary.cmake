@@ -7,7 +7,7 @@
 #
 # Makes of the sources in this directory (what all systems share) and in posix/ or windows/ beside them:
 #   orsik_<NAME>_objects    the compiled sources
-#   orsik_<NAME>            the shared library, whose version script is cmake/lib<OUTPUT>.map
+#   orsik_<NAME>            the shared library, whose version script is cmake/lib<OUTPUT>.map; orsiktbs::<OUTPUT> to users
 #   orsik_<NAME>_internals  the same objects as a static library, for tests that look inside
 # A directory without sources makes none of them. ORSIK_LIBRARIES and ORSIK_INTERNALS (global properties) list what
 # was made.
@@ -55,10 +55,13 @@ function(orsik_library)
     endif()
 
     add_library(orsik_${name} SHARED $<TARGET_OBJECTS:orsik_${name}_objects>)
-    add_library(orsik::${name} ALIAS orsik_${name})
+    set(requires ${shared} ${arg_PUBLIC})
+    add_library(orsiktbs::${arg_OUTPUT} ALIAS orsik_${name})
     set_target_properties(orsik_${name} PROPERTIES
-        EXPORT_NAME ${name}
+        EXPORT_NAME ${arg_OUTPUT}
         OUTPUT_NAME ${arg_OUTPUT}
+        ORSIK_HEADERS ${name}
+        ORSIK_REQUIRES "${requires}"
         VERSION ${PROJECT_VERSION}
         SOVERSION ${PROJECT_VERSION_MAJOR}
         LINKER_LANGUAGE CXX

@@ -43,6 +43,9 @@ step 'shell scripts' scripts_too
 step 'format' ./scripts/format.sh --check
 step 'build' dev_build
 step 'exports' ./scripts/check_exports build/dev/lib
+step 'binary interface' ./scripts/check_abi build/dev
+step 'installed product' ./scripts/check_install build/dev
+step 'Debian packages' ./scripts/check_packages build/dev
 step 'lint' ./scripts/lint.sh build/dev
 step 'address and undefined-behaviour sanitizers' sanitized asan
 step 'thread sanitizer' sanitized tsan
