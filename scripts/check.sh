@@ -39,6 +39,7 @@ step 'words' ./scripts/check_words
 step 'layers' ./scripts/check_layers
 step 'comments' ./scripts/check_comments
 step 'headers' ./scripts/check_headers
+step 'reference' ./scripts/check_reference
 step 'shell scripts' scripts_too
 step 'format' ./scripts/format.sh --check
 step 'build' dev_build

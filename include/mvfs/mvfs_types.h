@@ -9,6 +9,7 @@
 #ifdef ORSIK_BUILD_MVFS
 #define MVFS_API KS_EXPORT
 #else
+/** Stands before every function of the library. */
 #define MVFS_API KS_IMPORT
 #endif
 

@@ -8,7 +8,7 @@
 
 KS_BEGIN_C
 
-/** Platforms; #NT_PLATFORM_POSIX is ours for hosts of another kind. */
+/** Platforms; NT_PLATFORM_POSIX is ours for hosts of another kind. */
 enum { NT_PLATFORM_WIN32S = 0, NT_PLATFORM_WINDOWS = 1, NT_PLATFORM_NT = 2, NT_PLATFORM_POSIX = 3 };
 
 /** Version of the system. On Linux the numbers are those of the kernel's release. */

@@ -9,6 +9,7 @@
 #ifdef ORSIK_BUILD_NT
 #define NT_API KS_EXPORT
 #else
+/** Stands before every function of the library. */
 #define NT_API KS_IMPORT
 #endif
 

@@ -59,17 +59,17 @@ typedef uint32_t tbs_acl_permission_set_t;
     X(GENERIC_OTHER,  "GenericOther",  0xF0000000u)
 /* clang-format on */
 
-#define TBS_ACL_PERM_SPECIFIC_OTHER 0x0780FFFFu
-#define TBS_ACL_PERM_DELETE 0x00010000u
-#define TBS_ACL_PERM_ACL_READ 0x00020000u
-#define TBS_ACL_PERM_ACL_WRITE 0x00040000u
-#define TBS_ACL_PERM_STANDARD_OTHER 0x007F0000u
-#define TBS_ACL_PERM_RESERVED 0x08000000u
-#define TBS_ACL_PERM_FULL 0x10000000u
-#define TBS_ACL_PERM_EXECUTE 0x20000000u
-#define TBS_ACL_PERM_READ 0x80000000u
-#define TBS_ACL_PERM_CHANGE 0x40000000u
-#define TBS_ACL_PERM_GENERIC_OTHER 0xF0000000u
+#define TBS_ACL_PERM_SPECIFIC_OTHER 0x0780FFFFu /**< "SpecificOther" */
+#define TBS_ACL_PERM_DELETE 0x00010000u         /**< "Delete" */
+#define TBS_ACL_PERM_ACL_READ 0x00020000u       /**< "AclRead" */
+#define TBS_ACL_PERM_ACL_WRITE 0x00040000u      /**< "AclWrite" */
+#define TBS_ACL_PERM_STANDARD_OTHER 0x007F0000u /**< "StandardOther" */
+#define TBS_ACL_PERM_RESERVED 0x08000000u       /**< "Reserved" */
+#define TBS_ACL_PERM_FULL 0x10000000u           /**< "Full" */
+#define TBS_ACL_PERM_EXECUTE 0x20000000u        /**< "Execute" */
+#define TBS_ACL_PERM_READ 0x80000000u           /**< "Read" */
+#define TBS_ACL_PERM_CHANGE 0x40000000u         /**< "Change" */
+#define TBS_ACL_PERM_GENERIC_OTHER 0xF0000000u  /**< "GenericOther" */
 
 /** The bits that an entry stores. */
 #define TBS_ACL_STORED_PERMS 0x07FFFFFFu

@@ -230,7 +230,7 @@ enum { TBS_FSTAT_EXECUTE = 1, TBS_FSTAT_WRITE = 2, TBS_FSTAT_READ = 4 };
  * without a permission does not get it as one of the others. No user is above that.
  *
  * @param      record      the record; its type is not looked at.
- * @param[out] access_out  #TBS_FSTAT_READ, #TBS_FSTAT_WRITE and #TBS_FSTAT_EXECUTE, combined; untouched on failure.
+ * @param[out] access_out  TBS_FSTAT_READ, TBS_FSTAT_WRITE and TBS_FSTAT_EXECUTE, combined; untouched on failure.
  * @param[out] error_out   receives KS_EINVAL (22) on failure; untouched on success.
  * @return  0; 1 when the caller's credentials cannot be had, or a pointer is NULL.
  */

@@ -123,7 +123,7 @@ typedef struct ft_node {
             int length;           /**< of the compiled form; -1 without a wildcard */
         } name;
         struct {
-            uint32_t kind;    /**< as in #FILEUTL_KIND; 0 for one that no file has */
+            uint32_t kind;    /**< as in FILEUTL_KIND; 0 for one that no file has */
             const char *word; /**< as it was given */
         } status;
         struct {

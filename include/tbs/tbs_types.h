@@ -12,10 +12,10 @@
 
 #include "../ks/ks_types.h"
 
-#define TBS_API KS_API
-#define TBS_NOEXCEPT KS_NOEXCEPT
-#define TBS_BEGIN_C KS_BEGIN_C
-#define TBS_END_C KS_END_C
+#define TBS_API KS_API           /**< stands before every function of the library */
+#define TBS_NOEXCEPT KS_NOEXCEPT /**< stands behind every function: none lets an exception out */
+#define TBS_BEGIN_C KS_BEGIN_C   /**< what stands between this and #TBS_END_C has the linkage of C */
+#define TBS_END_C KS_END_C       /**< ends #TBS_BEGIN_C */
 
 /** Truth value: 0 or 1. */
 typedef int32_t tbs_boolean_t;
