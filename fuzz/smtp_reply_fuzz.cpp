@@ -14,7 +14,7 @@ struct pieces {
     const uint8_t *data;
     size_t left, piece;
 
-    int operator()(char *buffer, size_t size, size_t &received) {
+    int operator()(char *buffer, size_t size, bool, size_t &received) {
         if (size == 0) std::abort();
         received = std::min({size, left, piece});
         std::memcpy(buffer, data, received);

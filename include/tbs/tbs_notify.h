@@ -40,11 +40,12 @@ enum {
  * Sends a text as mail.
  *
  * Failures print their cause, and "Unable to deliver notification via email." (severity 6). A server that does not
- * answer as it must is told RSET and QUIT. A recipient that the server refuses costs two warnings (severity 4),
- * "Recipient "..." not accepted." and "Partial email recipient delivery (2 out of 3).", and the others get the mail.
+ * answer as it must is told RSET and QUIT. A recipient that the server refuses costs the cause (severity 6) and a
+ * warning (severity 4), "Recipient "..." not accepted."; the others get the mail, with one more warning, "Partial email
+ * recipient delivery (2 out of 3).".
  *
  * @param mask             kinds of delivery; 0 sends nothing. Bits other than #TBS_NOTIFY_BY_EMAIL fail, after the
- *                         mail was sent: "Unrecognized notification delivery kind mask "0x..."." (severity 6).
+ *                         mail was sent: "Unrecognized notification delivery kind mask "0x..."." (severity 4).
  * @param recipient_count  number of recipients.
  * @param recipients       their addresses, sent as they are; may be NULL when there are none.
  * @param subject          subject; "": the mail has none.
@@ -78,8 +79,9 @@ TBS_API tbs_status_t tbs_notify_fp(tbs_notify_delivery_mask_t mask, int32_t reci
                                    const char *charset) TBS_NOEXCEPT;
 
 /**
- * Switches on the trace of what is sent and received (severity 8: "SMTP Send: ...", "SMTP Rcvd: ..."). It is on as
- * well while the verbosity is at least 2 and the module "tbs_notify" traces at level 2 (see ks_imsg.h).
+ * Switches on the trace of what is sent and received (severity 8: "SMTP Send: ...", "SMTP Rcvd: ..."), each line as a
+ * message: "SMTP Send: " stands before the first line of what is sent at once. It is on as well while the verbosity is
+ * at least 2 and the module "tbs_notify" traces at level 2 (see ks_imsg.h).
  *
  * @param flag  non-zero: on; 0: as the verbosity says.
  */

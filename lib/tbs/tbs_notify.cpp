@@ -56,7 +56,7 @@ struct settings {
 };
 
 bool read_settings(settings &to) {
-    const int error = ntregy_get_param(smtp_server, to.server, sizeof to.server);
+    const int error = mail::read_text_parameter(smtp_server, to.server);
     if (!mail::is_there(error)) {
         report<15>(IMSG_ERROR, error);
         return false;
@@ -198,7 +198,7 @@ tbs_status_t notify::dispatch(tbs_notify_delivery_mask_t mask, int32_t recipient
         if (!deliver_by_email(what)) status = TBS_ST_ERROR;
     }
     if (mask != 0) {
-        report<13>(IMSG_ERROR, mask);
+        report<13>(IMSG_WARNING, mask);
         status = TBS_ST_ERROR;
     }
     return status;

@@ -12,14 +12,15 @@ namespace {
 // Messages show sizes as 32-bit numbers.
 int shown(size_t size) { return static_cast<int>(std::min<size_t>(size, INT_MAX)); }
 
-// Each line as one trace line: what is sent brings its own line ends.
+// Line by line, since arguments cannot bring line ends.
 void trace_sent(std::string_view text) {
-    while (!text.empty()) {
+    const char *before = "SMTP Send: ";
+    do {
         const size_t end = text.find("\r\n");
-        const int length = shown(std::min(end, text.size()));
-        trace("SMTP Send: %.*s\r\n", length, text.data());
+        trace("%s%.*s\r\n", before, shown(std::min(end, text.size())), text.data());
         text.remove_prefix(end == text.npos ? text.size() : end + 2);
-    }
+        before = "";
+    } while (!text.empty());
 }
 
 void free_addresses(sysutl_sockaddr_t **addresses) { stg_free(*addresses); }
@@ -89,11 +90,13 @@ void session::quit() noexcept {
     ks_socket_close(&socket_);
 }
 
-int session::receiver::operator()(char *buffer, size_t size, size_t &received) const noexcept {
-    // The limit is for the reply as a whole: a server cannot stretch it by sending it bit by bit.
+int session::receiver::operator()(char *buffer, size_t size, bool inside_line, size_t &received) const noexcept {
+    // The limit is for the reply as a whole: a server cannot stretch it by sending it bit by bit. What the network cut
+    // into pieces is there in a moment; a server that ends no lines has said all.
     using std::chrono::milliseconds;
-    const auto left = std::chrono::ceil<milliseconds>(of->reply_end_ - std::chrono::steady_clock::now()).count();
-    const auto limit = static_cast<uint32_t>(std::max<int64_t>(left, 0));
+    constexpr int64_t longest_gap = 1000;
+    const int64_t left = std::chrono::ceil<milliseconds>(of->reply_end_ - std::chrono::steady_clock::now()).count();
+    const auto limit = static_cast<uint32_t>(std::clamp<int64_t>(left, 0, inside_line ? longest_gap : UINT32_MAX));
     return ks_socket_receive(of->socket_, buffer, size, limit, &received);
 }
 

@@ -23,8 +23,8 @@
 // for ever.
 class mail_server {
 public:
-    // In the place of a reply: says nothing from then on, or closes the connection.
-    static constexpr char silence[] = "(silence)", hang_up[] = "(hang up)";
+    // In the place of a reply: says nothing from then on, or closes the connection. Behind a reply: without line end.
+    static constexpr char silence[] = "(silence)", hang_up[] = "(hang up)", unended[] = "(unended)";
 
     struct conversation {
         std::vector<std::string> commands; // without line ends
@@ -175,7 +175,11 @@ private:
         if (reply == hang_up) return false;
         if (reply == silence) client.silent = true;
         if (client.silent) return true;
-        if (reply.empty() || (reply.back() != '\n' && reply.back() != '\r')) reply += "\r\n";
+        if (reply.ends_with(unended)) {
+            reply.resize(reply.size() + 1 - sizeof unended);
+        } else if (reply.empty() || (reply.back() != '\n' && reply.back() != '\r')) {
+            reply += "\r\n";
+        }
         return send(client.fd, reply.data(), reply.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(reply.size());
     }
 

@@ -21,6 +21,10 @@ inline void set_text(const char *name, const std::string &value) {
     ntregy_set_string(NTREGY_LOCAL_MACHINE, product_key, name, value.c_str());
 }
 
+inline void set_bytes(const char *name, const std::string &value) {
+    ntregy_set_value(NTREGY_LOCAL_MACHINE, product_key, name, NTREGY_BINARY, value.data(), value.size());
+}
+
 // A registry whose mail server is on this host. What all have in common is written once: writes wait for the disk.
 struct mail_settings {
     registry_test::registry own;

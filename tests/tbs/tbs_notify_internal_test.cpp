@@ -13,12 +13,13 @@ namespace {
 using namespace notify_test;
 using testing::ElementsAre, testing::IsEmpty, testing::StartsWith;
 
-// What a socket receives: one piece a call, as much as is asked for, then an error or the end (0).
+// What a socket receives: one piece a call, as much as is asked for, then an error or the end (0). Where a piece is
+// empty nothing comes for a while.
 struct pieces {
     std::vector<std::string> *left;
     int then;
 
-    int operator()(char *buffer, size_t size, size_t &received) const {
+    int operator()(char *buffer, size_t size, bool, size_t &received) const {
         if (left->empty()) {
             received = 0;
             return then;
@@ -27,7 +28,7 @@ struct pieces {
         received = first.copy(buffer, size);
         first.erase(0, received);
         if (first.empty()) left->erase(left->begin());
-        return 0;
+        return received == 0 ? KS_ETIMEDOUT : 0;
     }
 };
 
@@ -99,6 +100,18 @@ TEST_F(SmtpReply, ALineThatTheServerDoesNotEndIsWhatCameOfIt) {
         EXPECT_THAT(read({"250-o", "k"}, 1, then).second, ElementsAre(StartsWith(lost)));
     }
     EXPECT_THAT(read({"250 ok"}, 1, KS_EIO).second, ElementsAre(StartsWith(lost)));
+}
+
+TEST_F(SmtpReply, WhatComesLaterIsTheNextLine) {
+    EXPECT_EQ(read({"250 one", "", "251 two\r\n", "250-a", "", "250 b", ""}, 3),
+              std::pair(3, std::vector<std::string>()));
+    EXPECT_EQ(read({"250-one", "", "251 two", ""}, 1).first, 0);
+    EXPECT_EQ(read({"25", "", "250 x"}, 1), std::pair(0, std::vector{wrong + "25."}));
+    for (const std::string end : {"\r\n", "\r", "\n"}) {
+        EXPECT_EQ(read({"250 one", "", end + "250 two", "", end}, 2).first, 2);
+    }
+    EXPECT_EQ(read({"250 one", "", "\r", "\n250 two\r\n"}, 2).first, 2);
+    EXPECT_EQ(read({"250 one", "", "\n\n250 two\r\n"}, 2), std::pair(1, std::vector{wrong + "."}));
 }
 
 TEST_F(SmtpReply, OfALongLineTheBeginningCounts) {

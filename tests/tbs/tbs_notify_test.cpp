@@ -7,13 +7,50 @@
 #include "tbs/notify_test_support.hpp"
 
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+
+namespace {
+
+// What the host does with the calling thread's sockets. A text that is sent is cut off, and nothing can be sent any more.
+struct host_trouble {
+    int no_socket = 0; // error number
+    std::string cut;
+    size_t cut_size = 0;
+    bool is_cut = false;
+};
+thread_local host_trouble trouble;
+
+} // namespace
+
+extern "C" [[gnu::visibility("default")]] int socket(int family, int type, int protocol) noexcept {
+    static const auto next = reinterpret_cast<decltype(&socket)>(dlsym(RTLD_NEXT, "socket"));
+    if (trouble.no_socket == 0) return next(family, type, protocol);
+    errno = trouble.no_socket;
+    return -1;
+}
+
+extern "C" [[gnu::visibility("default")]] ssize_t send(int fd, const void *data, size_t size, int flags) {
+    static const auto next = reinterpret_cast<decltype(&send)>(dlsym(RTLD_NEXT, "send"));
+    if (trouble.is_cut) {
+        errno = EPIPE;
+        return -1;
+    }
+    if (trouble.cut.empty() || std::string_view(static_cast<const char *>(data), size) != trouble.cut) {
+        return next(fd, data, size, flags);
+    }
+    trouble.is_cut = true;
+    if (trouble.cut_size != 0) return next(fd, data, trouble.cut_size, flags);
+    errno = EPIPE;
+    return -1;
+}
 
 namespace {
 
@@ -120,24 +157,19 @@ TEST_F(Notify, AStreamIsReadToItsEndAndStaysOpen) {
     EXPECT_EQ(std::fclose(stream), 0);
 }
 
-TEST_F(Notify, ManyRecipientsAreAllNamedInLinesOfLegalLength) {
+TEST_F(Notify, ManyRecipientsAreAllNamedInOneLine) {
     std::vector<std::string> names;
     std::vector<const char *> to;
+    std::string all;
     for (int i = 0; i < 500; i++) names.push_back("recipient-" + std::to_string(i) + "@example.com");
-    for (const std::string &name : names) to.push_back(name.c_str());
+    for (const std::string &name : names) {
+        to.push_back(name.c_str());
+        all += (all.empty() ? "" : ", ") + name;
+    }
     EXPECT_EQ(notify(to), 0);
     const auto [commands, mail, overlapped] = heard();
     EXPECT_THAT(commands, SizeIs(504));
-    std::string unfolded, all;
-    for (size_t at = 0; at < mail.size();) {
-        const size_t end = std::min(mail.find("\r\n", at), mail.size());
-        EXPECT_LE(end - at, 998u);
-        if (mail[at] != ' ') unfolded += '\n';
-        unfolded += mail.substr(at, end - at);
-        at = end + 2;
-    }
-    for (const std::string &name : names) all += (all.empty() ? "" : ", ") + name;
-    EXPECT_THAT(unfolded, HasSubstr("\nTo: " + all + "\nSubject"));
+    EXPECT_THAT(mail, HasSubstr("\r\nTo: " + all + "\r\nSubject"));
 }
 
 TEST_F(Notify, TheSenderOfAUserWithoutANameIsTessivane) {
@@ -165,9 +197,9 @@ TEST_F(Notify, AMaskOfNothingSendsNothing) {
 TEST_F(Notify, OtherBitsFailAfterTheMailWasSent) {
     EXPECT_EQ(notify({"a@b"}, "x", "y", 3), TBS_ST_ERROR);
     EXPECT_THAT(heard().mail, HasSubstr("\r\n\r\ny"));
-    EXPECT_THAT(said(), ElementsAre("6/14 Unrecognized notification delivery kind mask \"0x2\"."));
+    EXPECT_THAT(said(), ElementsAre("4/14 Unrecognized notification delivery kind mask \"0x2\"."));
     EXPECT_EQ(notify({"a@b"}, "x", "y", 0x80000000), TBS_ST_ERROR);
-    EXPECT_THAT(said(), ElementsAre("6/14 Unrecognized notification delivery kind mask \"0x80000000\"."));
+    EXPECT_THAT(said(), ElementsAre("4/14 Unrecognized notification delivery kind mask \"0x80000000\"."));
     EXPECT_EQ(server.count(), 0u);
 }
 
@@ -222,6 +254,8 @@ TEST_F(Notify, TellsWhenThereIsNoServer) {
     refused_with(KS_ERANGE);
     set_number("SmtpServer", 5);
     refused_with(ntregy_get_param(42, std::string(65, ' ').data(), 65));
+    set_bytes("SmtpServer", std::string(65, 'x'));
+    refused_with(KS_EINVAL);
     ntregy_delete_value(NTREGY_LOCAL_MACHINE, product_key, "SmtpServer");
     refused_with(KS_ENOENT);
 }
@@ -362,6 +396,21 @@ TEST_F(Notify, LinesOfLessThanFourCharactersAreNoReply) {
     EXPECT_THAT(said(), ElementsAre("6/7 Wrong SMTP response status: 25.", undeliverable));
 }
 
+TEST_F(Notify, RepliesNeedNotEnd) {
+    set_number("SmtpTimeout", 20);
+    for (const std::string word : commands_in_order) {
+        const std::string code = word.empty() ? "220" : word == "DATA" ? "354" : word == "QUIT" ? "221" : "250";
+        server.reply(word, code + "-one\r\n" + code + " two" + mail_server::unended);
+    }
+    EXPECT_EQ(notify({"a@b", "c@d"}), 0);
+    EXPECT_THAT(said(), IsEmpty());
+    EXPECT_THAT(heard().commands, SizeIs(6));
+    server.reply("HELO", std::string("25") + mail_server::unended);
+    EXPECT_EQ(notify({"a@b"}), TBS_ST_ERROR);
+    EXPECT_THAT(said(), ElementsAre("6/7 Wrong SMTP response status: 25.", undeliverable));
+    EXPECT_THAT(heard().commands, ElementsAre(_, "RSET", "QUIT"));
+}
+
 TEST_F(Notify, WhatFollowsAMalformedReplyIsNotTheNextOne) {
     server.replies("RCPT", {"250-one\r\n251-two\r\n250 three", "550 no"});
     EXPECT_EQ(notify({"a@b", "c@d"}), TBS_ST_ERROR);
@@ -406,6 +455,41 @@ TEST_F(Notify, OneSilenceIsEnoughForAllRecipients) {
                                     "4/15 Recipient \"e@f\" not accepted.", "4/15 Recipient \"g@h\" not accepted.",
                                     "4/13 Partial email recipient delivery (1 out of 4).", StartsWith("6/6 "),
                                     StartsWith("6/6 "), undeliverable));
+}
+
+TEST_F(Notify, TellsWhenThereIsNoSocket) {
+    trouble.no_socket = EMFILE;
+    EXPECT_EQ(notify({"a@b"}), TBS_ST_ERROR);
+    trouble = {};
+    EXPECT_THAT(said(), ElementsAre(StartsWith("6/10 Unable to create socket: "), undeliverable));
+    EXPECT_EQ(server.count(), 0u);
+}
+
+TEST_F(Notify, TellsHowMuchWasSent) {
+    for (const std::string &text :
+         {"HELO " + host_name() + "\r\n", std::string("RCPT TO:<c@d>\r\n"), std::string("To: a@b, c@d\r\n"),
+          std::string("the text"), std::string("\r\n.\r\n")}) {
+        for (const size_t size : {size_t{0}, size_t{3}}) {
+            SCOPED_TRACE(text);
+            trouble.cut = text;
+            trouble.cut_size = size;
+            const tbs_status_t status = notify({"a@b", "c@d"}, "x", "the text");
+            trouble = {};
+            EXPECT_EQ(status, TBS_ST_ERROR);
+            const std::string first =
+                size == 0 ? "6/5 SMTP send error: "
+                          : "6/8 SMTP partial send error (3 of " + std::to_string(text.size()) + " bytes sent).";
+            const auto lines = said();
+            EXPECT_THAT(lines.front(), StartsWith(first));
+            EXPECT_EQ(lines[1] == "4/15 Recipient \"c@d\" not accepted.", text[0] == 'R');
+            // What takes the mail back cannot be sent either.
+            ASSERT_GE(lines.size(), 4u);
+            EXPECT_THAT(lines[lines.size() - 3], StartsWith("6/5 "));
+            EXPECT_THAT(lines[lines.size() - 2], StartsWith("6/5 "));
+            EXPECT_EQ(lines.back(), undeliverable);
+            EXPECT_THAT(heard().commands, Not(Contains("QUIT")));
+        }
+    }
 }
 
 // ---- recipients
@@ -490,16 +574,16 @@ TEST_F(Notify, TracesTheConversation) {
     const auto conversation = traced();
     tbs_notify_trace(0);
     EXPECT_THAT(traced(), IsEmpty());
-    EXPECT_THAT(
-        conversation,
-        ElementsAre("SMTP Rcvd: 220 here", "SMTP Send: HELO " + host_name(), "SMTP Rcvd: 250 hello",
-                    "SMTP Send: MAIL FROM:<" + sender() + ">", "SMTP Rcvd: 250 sender", "SMTP Send: RCPT TO:<a@b>",
-                    "SMTP Rcvd: 251 elsewhere", "Resp status: want \"250\" have \"251\".", "SMTP Send: DATA",
-                    "SMTP Rcvd: 354 go on", StartsWith("SMTP Send: Date: "), "SMTP Send: From: " + sender(),
-                    "SMTP Send: To: a@b", "SMTP Send: Subject: x", "SMTP Send: MIME-Version: 1.0",
-                    "SMTP Send: Content-type: text/plain;charset=US-ASCII",
-                    "SMTP Send: Content-Transfer-Encoding: 8bit", "SMTP Send: ", "SMTP Send: one", "SMTP Send: two",
-                    "SMTP Send: ", "SMTP Send: .", "SMTP Rcvd: 250 kept", "SMTP Send: QUIT", "SMTP Rcvd: 221 bye"));
+    EXPECT_THAT(conversation,
+                ElementsAre("SMTP Rcvd: 220 here", "SMTP Send: HELO " + host_name(), "SMTP Rcvd: 250 hello",
+                            "SMTP Send: MAIL FROM:<" + sender() + ">", "SMTP Rcvd: 250 sender",
+                            "SMTP Send: RCPT TO:<a@b>", "SMTP Rcvd: 251 elsewhere",
+                            "Resp status: want \"250\" have \"251\".", "SMTP Send: DATA", "SMTP Rcvd: 354 go on",
+                            StartsWith("SMTP Send: Date: "), "SMTP Send: From: " + sender(), "SMTP Send: To: a@b",
+                            "SMTP Send: Subject: x", "SMTP Send: MIME-Version: 1.0",
+                            "SMTP Send: Content-type: text/plain;charset=US-ASCII",
+                            "SMTP Send: Content-Transfer-Encoding: 8bit", "SMTP Send: ", "SMTP Send: one", "two",
+                            "SMTP Send: ", ".", "SMTP Rcvd: 250 kept", "SMTP Send: QUIT", "SMTP Rcvd: 221 bye"));
 
     imsg_set_trace("tbs_notify:2");
     imsg_set_desired_verbosity(1);
@@ -513,6 +597,10 @@ TEST_F(Notify, TracesTheConversation) {
 }
 
 // ---- hosts in trouble
+
+bool is_last(const mail_server::conversation &one) {
+    return std::ranges::count(one.commands, "RCPT TO:<last@b>") != 0;
+}
 
 TEST_F(Notify, EveryAllocationMayFail) {
     const std::string path = settings.own.dir.write("text", "Gr\xC3\xBC\xC3\x9F"
@@ -531,13 +619,26 @@ TEST_F(Notify, EveryAllocationMayFail) {
     });
     EXPECT_EQ(done, 1);
     EXPECT_GE(refused, 4);
-    EXPECT_EQ(notify({"a@b"}), 0);
+
+    // Who was spoken to before hears that there is no mail.
+    EXPECT_EQ(notify({"last@b"}), 0);
+    std::vector<mail_server::conversation> all;
+    while (all.empty() || !is_last(all.back())) std::ranges::copy(server.take(), std::back_inserter(all));
+    all.pop_back();
+    int taken_back = 0;
+    for (const auto &[commands, mail, overlapped] : all) {
+        ASSERT_FALSE(commands.empty());
+        EXPECT_EQ(commands.back(), "QUIT");
+        taken_back += commands[commands.size() - 2] == "RSET";
+    }
+    EXPECT_EQ(taken_back, static_cast<int>(all.size()) - done);
+    EXPECT_GT(taken_back, 0);
 }
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr int mails_in_a_row = 300;
 #else
-constexpr int mails_in_a_row = 2000;
+constexpr int mails_in_a_row = 10000;
 #endif
 
 int open_descriptors() {
@@ -608,6 +709,8 @@ TEST(NotifyMyMailDomainName, IsTheDomainOrTheHostOrNothing) {
     set_text("MailDomain", std::string(1023, 'x'));
     EXPECT_EQ(domain_of_size(1025), "@" + std::string(1023, 'x'));
     set_text("MailDomain", std::string(1024, 'x'));
+    EXPECT_EQ(domain_of_size(1025), "@" + host_name());
+    set_bytes("MailDomain", std::string(1024, 'x'));
     EXPECT_EQ(domain_of_size(1025), "@" + host_name());
 }
 

@@ -34,8 +34,7 @@ struct message {
     encoded_text body;
 };
 
-constexpr size_t longest_line = 998; // RFC 5322, without the line end
-constexpr double plain_share = 0.8;  // of a text that need not become base64
+constexpr double plain_share = 0.8; // of a text that need not become base64
 
 // Whether a text can stand in a command or a header without ending it.
 inline bool is_one_line(std::string_view text) {
@@ -49,11 +48,17 @@ inline bool is_there(int error) {
     return error == 0;
 }
 
+// Reads a parameter that is a text. Bytes of just the buffer's size need not be one.
+inline int read_text_parameter(uint32_t number, std::span<char> buffer) {
+    const int error = ntregy_get_param(number, buffer.data(), buffer.size());
+    return error == 0 && std::find(buffer.begin(), buffer.end(), '\0') == buffer.end() ? KS_EINVAL : error;
+}
+
 // What stands behind the name in addresses of this host.
 inline std::string domain_suffix() {
     constexpr uint32_t mail_domain = 66;
-    char domain[1024]; // 1023 characters
-    const bool has_domain = is_there(ntregy_get_param(mail_domain, domain, sizeof domain));
+    char domain[1024] = ""; // 1023 characters
+    const bool has_domain = is_there(read_text_parameter(mail_domain, domain));
     if (has_domain && !*domain) return "";
     if (!has_domain) sysutl_myhostname(domain, sizeof domain);
     return std::string("@") + domain;
@@ -80,21 +85,14 @@ inline std::string date_line(int64_t now) {
     return line;
 }
 
-// Names all recipients whose address is one. A line that would be too long goes on in the next, which unfolds to the
-// same header.
+// Names all recipients whose address is one, in one line however many they are.
 inline std::string to_line(std::span<const char *const> recipients) {
     std::string text = "To: ";
-    size_t line_start = 0;
     bool first = true;
     for (const std::string_view recipient : recipients) {
         if (!is_one_line(recipient)) continue;
-        if (!first) {
-            const bool folds = text.size() - line_start + recipient.size() + 3 > longest_line;
-            text += folds ? ",\r\n " : ", ";
-            if (folds) line_start = text.size() - 1;
-        }
+        if (!std::exchange(first, false)) text += ", ";
         text += recipient;
-        first = false;
     }
     return text + "\r\n";
 }

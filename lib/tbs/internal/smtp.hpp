@@ -37,7 +37,7 @@ public:
 private:
     struct receiver {
         session *of;
-        int operator()(char *buffer, size_t size, size_t &received) const noexcept;
+        int operator()(char *buffer, size_t size, bool inside_line, size_t &received) const noexcept;
     };
 
     uint32_t limit_; // milliseconds

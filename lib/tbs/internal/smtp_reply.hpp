@@ -24,8 +24,8 @@ template <class... A> void trace(const char *format, A... arguments) noexcept {
     if (is_tracing()) imsg_print_shared(IMSG_TRACE, module_name, format, IMSG_LITERAL, arguments...);
 }
 
-// Reads replies. `Receive` is called as int(char *buffer, size_t size, size_t &received) and gives 0, received 0 at
-// the end, or an error number.
+// Reads replies. `Receive` is called as int(char *buffer, size_t size, bool inside_line, size_t &received) and gives 0,
+// received 0 at the end, or an error number: KS_ETIMEDOUT when nothing came. Inside a line it is to wait but a moment.
 template <class Receive> class reply_reader {
 public:
     static constexpr size_t buffer_size = 2048;
@@ -80,7 +80,7 @@ private:
         end_ -= begin_;
         begin_ = 0;
         size_t received = 0;
-        error = receive_(buffer_ + end_, buffer_size - end_, received);
+        error = receive_(buffer_ + end_, buffer_size - end_, end_ != 0, received);
         if (error == 0 && received == 0) error = KS_ECONNRESET;
         if (error != 0) return false;
         end_ += received;
@@ -96,22 +96,22 @@ private:
         return true;
     }
 
-    // The LF of a CR LF may come later than the CR.
-    void skip_late_lf() {
-        if (!after_cr_ || begin_ == end_) return;
-        if (buffer_[begin_] == '\n') begin_++;
-        after_cr_ = false;
+    // The end of a line may come later than the line, and the LF of a CR LF later than the CR.
+    void skip_late_end() {
+        for (; *late_end_ && begin_ != end_; late_end_++) {
+            if (buffer_[begin_] == *late_end_) begin_++;
+        }
     }
 
-    // Finds the next line. One that the server does not end is what has come of it; of one that is longer than the
-    // buffer, its beginning.
+    // Finds the next line. One that the server does not end is what has come of it, and what comes later is the next
+    // line; of one that is longer than the buffer, its beginning.
     bool read_line() {
         for (size_t searched = 0;;) {
-            skip_late_lf();
+            skip_late_end();
             const std::string_view data(buffer_ + begin_, end_ - begin_);
             const size_t length = data.find_first_of("\r\n", searched);
             if (length != data.npos) {
-                after_cr_ = data[length] == '\r';
+                late_end_ = data[length] == '\r' ? "\n" : "";
                 if (!inside_long_line_) return take_line(length, 1);
                 inside_long_line_ = false;
                 begin_ += length + 1;
@@ -129,9 +129,11 @@ private:
             }
             int error = 0;
             if (receive_more(error)) continue;
-            broken_ = true;
-            const bool ended = error == KS_ECONNRESET || error == KS_ETIMEDOUT;
-            if (ended && begin_ != end_) return take_line(end_ - begin_, 0);
+            broken_ = !(error == KS_ETIMEDOUT && begin_ != end_);
+            if (begin_ != end_ && (error == KS_ECONNRESET || error == KS_ETIMEDOUT)) {
+                late_end_ = "\r\n";
+                return take_line(end_ - begin_, 0);
+            }
             report<5>(IMSG_ERROR, imsg_strerror(error));
             return false;
         }
@@ -141,7 +143,7 @@ private:
     char *line_ = buffer_;
     size_t length_ = 0;
     size_t begin_ = 0, end_ = 0;    // what was received and not read
-    bool after_cr_ = false;         // the line before ended with CR
+    const char *late_end_ = "";     // what may still come of the end of the line before
     bool inside_long_line_ = false; // its beginning was read, the rest is not wanted
     bool broken_ = false;
     char buffer_[buffer_size + 1];
