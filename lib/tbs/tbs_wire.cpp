@@ -12,11 +12,13 @@ constexpr size_t first_piece = 4096; // bytes taken for elements of which none h
 
 char *as_chars(const uint8_t *bytes) { return reinterpret_cast<char *>(const_cast<uint8_t *>(bytes)); }
 
-// A larger array with the elements so far; throws when there is no memory, the array as it was.
+// A larger array with the elements so far; throws when there is no memory, the array as it was. malloc() keeps small
+// pieces at hand, which calloc() does not look for.
 void grow(void *&array, size_t used, size_t capacity, size_t size) {
-    void *larger = stg_calloc(capacity, size);
+    auto *larger = static_cast<uint8_t *>(stg_malloc(capacity * size)); // both have 32 bits
     if (!larger) throw std::bad_alloc();
     if (used) std::memcpy(larger, array, used * size);
+    std::memset(larger + used * size, 0, (capacity - used) * size);
     stg_free(std::exchange(array, larger));
 }
 
