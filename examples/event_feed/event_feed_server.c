@@ -93,8 +93,9 @@ static bool_t make_entry(vob_oplog_ent_t *entry, uint32_t number) {
 static bool_t make_log(uint32_t count) {
     entries = stg_calloc(count ? count : 1, sizeof *entries);
     if (!entries) return FALSE;
-    for (entry_count = 0; entry_count < count; entry_count++) {
-        if (!make_entry(&entries[entry_count], entry_count + 1)) return FALSE;
+    while (entry_count < count) {
+        vob_oplog_ent_t *entry = &entries[entry_count++]; /* counted at once: free_log() releases half of one, too */
+        if (!make_entry(entry, entry_count)) return FALSE;
     }
     return TRUE;
 }

@@ -1,6 +1,7 @@
 #include "ks/ks_process.h"
 
 #include "ks/ks_errno.h"
+#include "support/answer_pipe.hpp"
 #include "support/temp_dir.hpp"
 
 #include <algorithm>
@@ -9,7 +10,6 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -37,30 +37,6 @@ std::string script(const temp_dir &dir, const std::string &leaf, const std::stri
     chmod(path.c_str(), 0755);
     return path;
 }
-
-// A FIFO that started programs write lines to.
-class answer_pipe {
-public:
-    explicit answer_pipe(const temp_dir &dir) : path_(dir / "answer") {
-        EXPECT_EQ(mkfifo(path_.c_str(), 0600), 0);
-        reader_ = open(path_.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
-    }
-    ~answer_pipe() { close(reader_); }
-    const std::string &path() const { return path_; }
-
-    // The next line.
-    std::string line() const {
-        std::string all;
-        char c;
-        pollfd waiting{reader_, POLLIN, 0};
-        while (poll(&waiting, 1, 60000) == 1 && read(reader_, &c, 1) == 1 && c != '\n') all += c;
-        return all;
-    }
-
-private:
-    std::string path_;
-    int reader_;
-};
 
 } // namespace
 

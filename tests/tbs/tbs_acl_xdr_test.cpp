@@ -1,6 +1,7 @@
 #include "acl_test_support.hpp"
 #include "ezrpc/ezrpc_xdr.h"
 #include "support/memory_meter.hpp"
+#include "support/xdr_bytes.hpp"
 #include "support/xdr_streams.hpp"
 
 #include <rapidcheck/gtest.h>
@@ -17,29 +18,6 @@ namespace {
 using namespace acl_test;
 
 // ---- bytes
-
-bytes operator+(bytes a, const bytes &b) {
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
-}
-
-bytes word(uint32_t value) {
-    return {static_cast<uint8_t>(value >> 24), static_cast<uint8_t>(value >> 16), static_cast<uint8_t>(value >> 8),
-            static_cast<uint8_t>(value)};
-}
-
-bytes text(std::string_view characters) {
-    bytes all = word(static_cast<uint32_t>(characters.size()));
-    all.insert(all.end(), characters.begin(), characters.end());
-    all.resize((all.size() + 3) / 4 * 4);
-    return all;
-}
-
-bytes opaque(const credutl_sid_t &value) {
-    bytes all(36);
-    std::memcpy(all.data(), &value, sizeof value);
-    return all;
-}
 
 bytes sid_entry(tbs_acl_id_kind_t kind, const credutl_sid_t &value, uint32_t perms) {
     return word(kind) + text("") + text("") + opaque(value) + word(perms);

@@ -1,14 +1,13 @@
 #include "tbs/tbs_help.h"
 
+#include "support/answer_pipe.hpp"
 #include "support/env.hpp"
 #include "support/sink.hpp"
 #include "support/temp_dir.hpp"
 #include "tbs/tbs_product.h"
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -18,27 +17,18 @@ namespace {
 class Help : public testing::Test {
 protected:
     Help() {
-        EXPECT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-        reader = open(fifo.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
         install("doc/help_start.topic.bat");
         install("bin/tvhelp.exe");
         install("bin/tessiprompt");
     }
-    ~Help() override { close(reader); }
 
     void install(const std::string &leaf) {
-        const std::string body =
-            "#!/bin/sh\n{ printf '" + leaf + " in %s:' \"$PWD\"; printf ' <%s>' \"$@\"; echo; } > " + fifo + '\n';
+        const std::string body = "#!/bin/sh\n{ printf '" + leaf +
+                                 " in %s:' \"$PWD\"; printf ' <%s>' \"$@\"; echo; } > " + answer.path() + '\n';
         ASSERT_EQ(chmod(dir.write(leaf, body).c_str(), 0755), 0);
     }
     // What the next viewer to be started tells.
-    std::string started() const {
-        std::string line;
-        char c;
-        pollfd waiting{reader, POLLIN, 0};
-        while (poll(&waiting, 1, 60000) == 1 && read(reader, &c, 1) == 1 && c != '\n') line += c;
-        return line;
-    }
+    std::string started() const { return answer.line(); }
     // What the help viewer is told for a topic.
     std::string document(const char *topic) {
         EXPECT_EQ(tbs_show_graphical_help(topic), 0);
@@ -48,8 +38,7 @@ protected:
     }
 
     const temp_dir dir;
-    const std::string fifo = dir / "started";
-    int reader = -1;
+    const answer_pipe answer{dir};
     const scoped_env product{"ORSIK_PRODUCT_DIR", dir.str()};
     recording_sink sink;
 };

@@ -2,6 +2,7 @@
 #include "lib/tbs/internal/wire_view.hpp"
 
 #include "acl_test_support.hpp"
+#include "support/xdr_bytes.hpp"
 
 #include <gmock/gmock.h>
 #include <random>
@@ -9,7 +10,6 @@
 namespace {
 
 using namespace acl_test;
-using bytes = std::vector<uint8_t>;
 namespace wire = tbs::wire;
 
 // Writes down what it is told, one line each.
@@ -52,42 +52,17 @@ template <class T> struct seen : recorder {
     wire::view_result result;
 };
 
-void put_word(bytes &all, uint32_t value) {
-    for (int shift = 24; shift >= 0; shift -= 8) all.push_back(static_cast<uint8_t>(value >> shift));
-}
-void put_text(bytes &all, std::string_view text) {
-    put_word(all, static_cast<uint32_t>(text.size()));
-    all.insert(all.end(), text.begin(), text.end());
-    while (all.size() % 4) all.push_back(0);
-}
-
 // Everyone and a role, in the classic form.
 bytes classic_sample() {
-    bytes all;
-    for (const uint32_t word : {1u, 2u, 2u, 4u}) put_word(all, word); // the count stands there twice
-    put_text(all, "");
-    put_text(all, "");
-    put_word(all, 0x20001);
-    put_word(all, 7);
-    put_text(all, "");
-    put_text(all, "build");
-    put_word(all, 0x20001);
-    return all;
+    const bytes granted = word(0x20001);
+    return words({1, 2, 2, 4}) + text("") + text("") + granted + // the count stands there twice
+           word(7) + text("") + text("build") + granted;
 }
 
 bytes sid_sample() {
-    bytes all;
-    for (const uint32_t word : {1u, 1u, 2u}) put_word(all, word);
-    for (const auto &[kind, name] : {std::pair{4u, ""}, std::pair{7u, "build"}}) {
-        put_word(all, kind);
-        put_text(all, "");
-        put_text(all, name);
-        bytes sid(36); // S-1-0-0; a role has none
-        if (kind == 4) std::copy_n(std::initializer_list<uint8_t>{1, 12, 1, 1}.begin(), 4, sid.begin());
-        all.insert(all.end(), sid.begin(), sid.end());
-        put_word(all, 0x20001);
-    }
-    return all;
+    const bytes granted = word(0x20001);
+    return words({1, 1, 2, 4}) + text("") + text("") + opaque(CREDUTL_SID_NOBODY) + granted + //
+           word(7) + text("") + text("build") + opaque({}) + granted;                         // a role has no SID
 }
 
 // Where the decoder stops, as it prints it; nothing when it prints no offset.

@@ -1,50 +1,21 @@
 #include "tbs/vob_records.h"
 
 #include "ezrpc/ezrpc_xdr.h"
+#include "support/xdr_bytes.hpp"
 #include "support/xdr_streams.hpp"
 
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <initializer_list>
 #include <optional>
 #include <string_view>
 
 namespace {
 
-// Bytes put together by hand.
-class written {
-public:
-    written &word(uint32_t value) {
-        for (int shift = 24; shift >= 0; shift -= 8) bytes_.push_back(static_cast<uint8_t>(value >> shift));
-        return *this;
-    }
-    written &words(std::initializer_list<uint32_t> values) {
-        for (const uint32_t value : values) word(value);
-        return *this;
-    }
-    written &padded(std::string_view characters) {
-        bytes_.insert(bytes_.end(), characters.begin(), characters.end());
-        while (bytes_.size() % 4) bytes_.push_back(0);
-        return *this;
-    }
-    written &text(std::string_view characters) {
-        return word(static_cast<uint32_t>(characters.size())).padded(characters);
-    }
-    written &add(const bytes &more) {
-        bytes_.insert(bytes_.end(), more.begin(), more.end());
-        return *this;
-    }
-    // The 16 bytes of an identifier of oid().
-    written &id(uint8_t n) { return words({0x10203040u + n, 0x70005060, 0x8190A1B2, 0xC3D4E500u + n}); }
-    operator const bytes &() const { return bytes_; }
-    friend bool operator==(const std::optional<bytes> &some, const written &w) { return some == w.bytes_; }
-
-private:
-    bytes bytes_;
-};
-
 tbs_oid_t oid(uint8_t n) { return {0x10203040u + n, 0x5060, 0x7000, 0x81, 0x90, {0xA1, 0xB2, 0xC3, 0xD4, 0xE5, n}}; }
+
+// The 16 bytes of oid(n).
+bytes id(uint8_t n) { return words({0x10203040u + n, 0x70005060, 0x8190A1B2, 0xC3D4E500u + n}); }
 
 template <class T> using routine_of = bool_t (*)(XDR *, T *);
 
@@ -93,19 +64,9 @@ vob_event_legacy_info_t a_legacy_event() {
             event.group, event.host, event.name,        event.object,  event.op};
 }
 
-written event_tail(written &start) {
-    return start.text(comment).text(user).text(group).text(host).text(name).words({77, 2});
-}
-bytes event_bytes() {
-    written start;
-    start.words({0, 6, 1700000000, 250000});
-    return event_tail(start);
-}
-bytes legacy_event_bytes() {
-    written start;
-    start.words({0, 6, 1700000000});
-    return event_tail(start);
-}
+bytes event_tail() { return text(comment) + text(user) + text(group) + text(host) + text(name) + words({77, 2}); }
+bytes event_bytes() { return words({0, 6, 1700000000, 250000}) + event_tail(); }
+bytes legacy_event_bytes() { return words({0, 6, 1700000000}) + event_tail(); }
 
 // ---- events
 
@@ -140,7 +101,7 @@ TEST(XdrVobEventInfo, SendsNoAddress) {
 }
 
 TEST(XdrVobEventInfo, SendsAbsentTextsAsEmptyOnes) {
-    const written nothing = written().words({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
+    const bytes nothing = words({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
     EXPECT_EQ(sent(xdr_vob_event_info_t, {}), nothing);
 }
 
@@ -190,9 +151,9 @@ TEST(XdrVobEventLongInfo, SendsItsParticularsBehindTheEvent) {
                                          VOB_OBJECT_FLAGS_LOCKED,
                                          2,
                                          details};
-    written expected;
-    expected.add(event_bytes()).id(3).word(5).text(full_name).text(type_name).text(version).text(replica);
-    expected.words({1, 2, 2}).text(one).text(two);
+    bytes expected =
+        event_bytes() + id(3) + word(5) + text(full_name) + text(type_name) + text(version) + text(replica);
+    expected += words({1, 2, 2}) + text(one) + text(two);
     EXPECT_EQ(sent(xdr_vob_event_long_info_t, event), expected);
 }
 
@@ -208,8 +169,7 @@ TEST(XdrVobOplogEnt, SendsTwoZeroWordsWithoutEventAndConfigurationRecord) {
     entry.replay_time = 5;
     entry.origin_entry = 6;
     entry.replica = oid(2);
-    written expected;
-    expected.word(4).id(1).words({9, 0xFFFFFFFE, 0xFFFFFFFD, 0, 0, 0, 5, 6}).id(2).word(0);
+    bytes expected = word(4) + id(1) + words({9, 0xFFFFFFFE, 0xFFFFFFFD, 0, 0, 0, 5, 6}) + id(2) + word(0);
     EXPECT_EQ(sent(xdr_vob_oplog_ent_t, entry), expected);
     EXPECT_EQ(sent<struct vob_oplog_ent_s>(xdr_vob_oplog_ent_s, entry), expected);
 }
@@ -227,12 +187,12 @@ TEST(XdrVobOplogEnt, SendsEventDataAndConfigurationRecord) {
     vob_event_legacy_info_t event = a_legacy_event();
     vob_oplog_ent_t entry = {VOB_OP_NONE, oid(1), 9, 100, 1, &event, sizeof data, data, 200, 8, oid(2), &cr_part};
 
-    written expected;
-    expected.word(0).id(1).words({9, 100, 1, 1}).add(legacy_event_bytes()).words({5, 5}).padded({data, sizeof data});
-    expected.words({200, 8}).id(2).word(1);
-    expected.words({1, 1, 2, 2}).padded({packed, sizeof packed});
-    expected.words({2, 2}).id(4).id(5).words({21, 22, 1, 1, 11, 12, 1, 1});
-    expected.word(2).text(part_name).id(6).id(7).words({3, 4096, 1600000000});
+    bytes expected =
+        word(0) + id(1) + words({9, 100, 1, 1}) + legacy_event_bytes() + words({5, 5}) + padded({data, sizeof data});
+    expected += words({200, 8}) + id(2) + word(1);
+    expected += words({1, 1, 2, 2}) + padded({packed, sizeof packed});
+    expected += words({2, 2}) + id(4) + id(5) + words({21, 22, 1, 1, 11, 12, 1, 1});
+    expected += word(2) + text(part_name) + id(6) + id(7) + words({3, 4096, 1600000000});
     EXPECT_EQ(sent(xdr_vob_oplog_ent_t, entry), expected);
 
     const received back(xdr_vob_oplog_ent_t, expected);
@@ -277,34 +237,34 @@ vob_value_t value_of_type(vob_vtype_t type) {
 TEST(XdrVobValue, SendsTheArmOfItsType) {
     vob_value_t value = value_of_type(VOB_VTYPE_INTEGER);
     value.integer = -2;
-    EXPECT_EQ(sent(xdr_vob_value_t, value), written().words({1, 0xFFFFFFFE}));
+    EXPECT_EQ(sent(xdr_vob_value_t, value), words({1, 0xFFFFFFFE}));
 
     value = value_of_type(VOB_VTYPE_REAL);
     value.real = -1.5;
-    EXPECT_EQ(sent(xdr_vob_value_t, value), written().words({2, 0xBFF80000, 0}));
+    EXPECT_EQ(sent(xdr_vob_value_t, value), words({2, 0xBFF80000, 0}));
 
     value = value_of_type(VOB_VTYPE_TIME);
     value.time = {-1, 999999};
-    EXPECT_EQ(sent(xdr_vob_value_t, value), written().words({3, 0xFFFFFFFF, 999999}));
+    EXPECT_EQ(sent(xdr_vob_value_t, value), words({3, 0xFFFFFFFF, 999999}));
 
     value = value_of_type(VOB_VTYPE_TEXT);
     value.text = user;
-    EXPECT_EQ(sent(xdr_vob_value_t, value), written().word(4).text(user));
+    EXPECT_EQ(sent(xdr_vob_value_t, value), word(4) + text(user));
 
     tbs_byte_t few[] = {0, 0x7F, 0xFF};
     value = value_of_type(VOB_VTYPE_OPAQUE);
     value.bytes = few;
     value.size = sizeof few;
-    EXPECT_EQ(sent(xdr_vob_value_t, value), written().words({5, 3, 3, 0, 0x7F, 0xFF}));
-    EXPECT_EQ(sent<struct vob_value_s>(xdr_vob_value_s, value), written().words({5, 3, 3, 0, 0x7F, 0xFF}));
+    EXPECT_EQ(sent(xdr_vob_value_t, value), words({5, 3, 3, 0, 0x7F, 0xFF}));
+    EXPECT_EQ(sent<struct vob_value_s>(xdr_vob_value_s, value), words({5, 3, 3, 0, 0x7F, 0xFF}));
 }
 
 TEST(XdrVobValue, ComesBackByTheArmOfItsType) {
-    EXPECT_EQ(received(xdr_vob_value_t, written().words({1, 0xFFFFFFFE})).value.integer, -2);
-    EXPECT_EQ(received(xdr_vob_value_t, written().words({2, 0xBFF80000, 0})).value.real, -1.5);
-    EXPECT_EQ(received(xdr_vob_value_t, written().words({3, 0xFFFFFFFF, 999999})).value.time.tv_usec, 999999);
-    EXPECT_STREQ(received(xdr_vob_value_t, written().word(4).text(user)).value.text, user);
-    const received back(xdr_vob_value_t, written().words({5, 3, 3, 0, 0x7F, 0x1FF}));
+    EXPECT_EQ(received(xdr_vob_value_t, words({1, 0xFFFFFFFE})).value.integer, -2);
+    EXPECT_EQ(received(xdr_vob_value_t, words({2, 0xBFF80000, 0})).value.real, -1.5);
+    EXPECT_EQ(received(xdr_vob_value_t, words({3, 0xFFFFFFFF, 999999})).value.time.tv_usec, 999999);
+    EXPECT_STREQ(received(xdr_vob_value_t, word(4) + text(user)).value.text, user);
+    const received back(xdr_vob_value_t, words({5, 3, 3, 0, 0x7F, 0x1FF}));
     ASSERT_TRUE(back.ok);
     EXPECT_EQ(back.value.size, 3u);
     EXPECT_EQ(back.value.bytes[1], 0x7F);
@@ -314,7 +274,7 @@ TEST(XdrVobValue, ComesBackByTheArmOfItsType) {
 TEST(XdrVobValue, RefusesOtherTypes) {
     for (const vob_vtype_t type : {0, 6, 7, -1, INT_MAX, INT_MIN}) {
         EXPECT_FALSE(sent(xdr_vob_value_t, value_of_type(type))) << type;
-        EXPECT_FALSE(received(xdr_vob_value_t, written().words({static_cast<uint32_t>(type), 0, 0})).ok) << type;
+        EXPECT_FALSE(received(xdr_vob_value_t, words({static_cast<uint32_t>(type), 0, 0})).ok) << type;
     }
 }
 
@@ -327,8 +287,8 @@ TEST(XdrVobValue, OwnsNothingOfAnotherType) {
 }
 
 TEST(XdrVobValue, RefusesLengthsThatDisagree) {
-    EXPECT_FALSE(received(xdr_vob_value_t, written().words({5, 2, 1, 0, 0})).ok);
-    EXPECT_FALSE(received(xdr_vob_value_t, written().words({5, 1, 2, 0, 0})).ok);
+    EXPECT_FALSE(received(xdr_vob_value_t, words({5, 2, 1, 0, 0})).ok);
+    EXPECT_FALSE(received(xdr_vob_value_t, words({5, 1, 2, 0, 0})).ok);
 }
 
 // A list of values is released to its end though one in the middle is of no type.
@@ -352,69 +312,62 @@ TEST(XdrVobAttypeVinfo, ReleasesWhatStandsBehindAnUnknownValue) {
 TEST(XdrVobLockInfo, SendsTheCountTwice) {
     char *users[] = {user, host};
     const vob_lock_info_t lock = {2, users, 1};
-    EXPECT_EQ(sent(xdr_vob_lock_info_t, lock), written().words({2, 2}).text(user).text(host).word(1));
-    EXPECT_EQ(sent(xdr_vob_lock_info_t, {0, nullptr, 0}), written().words({0, 0, 0}));
+    EXPECT_EQ(sent(xdr_vob_lock_info_t, lock), words({2, 2}) + text(user) + text(host) + word(1));
+    EXPECT_EQ(sent(xdr_vob_lock_info_t, {0, nullptr, 0}), words({0, 0, 0}));
 }
 
 TEST(XdrVobLockInfo, RefusesANegativeCount) {
     char *users[] = {user};
     EXPECT_FALSE(sent(xdr_vob_lock_info_t, {-1, users, 0}));
-    EXPECT_FALSE(received(xdr_vob_lock_info_t, written().words({0xFFFFFFFF, 0xFFFFFFFF, 0})).ok);
-    EXPECT_FALSE(received(xdr_vob_lock_info_t, written().words({0x80000000, 0x80000000, 0})).ok);
+    EXPECT_FALSE(received(xdr_vob_lock_info_t, words({0xFFFFFFFF, 0xFFFFFFFF, 0})).ok);
+    EXPECT_FALSE(received(xdr_vob_lock_info_t, words({0x80000000, 0x80000000, 0})).ok);
 }
 
 TEST(XdrVobLockInfo, RefusesElementsThatAreNotThere) { EXPECT_FALSE(sent(xdr_vob_lock_info_t, {1, nullptr, 0})); }
 
 TEST(XdrVobLockInfo, RefusesCountsThatDisagree) {
-    EXPECT_FALSE(received(xdr_vob_lock_info_t, written().words({1, 0, 0})).ok);
-    EXPECT_FALSE(received(xdr_vob_lock_info_t, written().words({0, 1}).text(user).word(0)).ok);
+    EXPECT_FALSE(received(xdr_vob_lock_info_t, words({1, 0, 0})).ok);
+    EXPECT_FALSE(received(xdr_vob_lock_info_t, words({0, 1}) + text(user) + word(0)).ok);
 }
 
 TEST(XdrVobLockInfo, LeavesThePointerNullForNone) {
-    const received back(xdr_vob_lock_info_t, written().words({0, 0, 1}));
+    const received back(xdr_vob_lock_info_t, words({0, 0, 1}));
     ASSERT_TRUE(back.ok);
     EXPECT_EQ(back.value.users, nullptr);
     EXPECT_EQ(back.value.obsolete, 1);
 }
 
 TEST(XdrVobLockInfo, SendsATruthValueAsItStands) {
-    EXPECT_EQ(sent(xdr_vob_lock_info_t, {0, nullptr, 7}), written().words({0, 0, 7}));
-    EXPECT_EQ(received(xdr_vob_lock_info_t, written().words({0, 0, 7})).value.obsolete, 7);
+    EXPECT_EQ(sent(xdr_vob_lock_info_t, {0, nullptr, 7}), words({0, 0, 7}));
+    EXPECT_EQ(received(xdr_vob_lock_info_t, words({0, 0, 7})).value.obsolete, 7);
 }
 
 // ---- others of a fixed layout
 
 TEST(XdrVobReplicaInfo, SendsNameAndTime) {
-    EXPECT_EQ(sent(xdr_vob_replica_info_t, {host, 1234567890}), written().text(host).word(1234567890));
-    EXPECT_EQ(sent<struct vob_replica_info_s>(xdr_vob_replica_info_s, {host, -1}),
-              written().text(host).word(UINT32_MAX));
+    EXPECT_EQ(sent(xdr_vob_replica_info_t, {host, 1234567890}), text(host) + word(1234567890));
+    EXPECT_EQ(sent<struct vob_replica_info_s>(xdr_vob_replica_info_s, {host, -1}), text(host) + word(UINT32_MAX));
     EXPECT_FALSE(sent(xdr_vob_replica_info_t, {host, int64_t{1} << 31}));
-    EXPECT_EQ(sent(xdr_vob_replica_info_v2_t, {host}), written().text(host));
+    EXPECT_EQ(sent(xdr_vob_replica_info_v2_t, {host}), text(host));
 }
 
 TEST(XdrVobUcm, SendTheirShortForms) {
-    EXPECT_EQ(sent(xdr_vob_ucm_stream_info_t, {name, 5, VOB_MTYPE_PROJECT, 1}),
-              written().text(name).words({5, 24, 1}));
-    EXPECT_EQ(sent(xdr_vob_ucm_activity_info_t, {name, 5, 0x80000001, 6}),
-              written().text(name).words({5, 0x80000001, 6}));
+    EXPECT_EQ(sent(xdr_vob_ucm_stream_info_t, {name, 5, VOB_MTYPE_PROJECT, 1}), text(name) + words({5, 24, 1}));
+    EXPECT_EQ(sent(xdr_vob_ucm_activity_info_t, {name, 5, 0x80000001, 6}), text(name) + words({5, 0x80000001, 6}));
 }
 
 TEST(XdrVobUserInfo, SendsASidInItsPlace) {
     vob_user_info_t info = {};
     info.user = 3;
     info.identity = CREDUTL_SID_NOBODY;
-    written expected;
-    expected.words({0, 3});
-    const auto *first = reinterpret_cast<const char *>(&info.identity);
-    expected.padded({first, sizeof info.identity}).words({0, 0, 0, 0, 0});
+    const bytes expected = words({0, 3}) + opaque(info.identity) + words({0, 0, 0, 0, 0});
     EXPECT_EQ(sent(xdr_vob_user_info_t, info), expected);
 }
 
 TEST(XdrVobCltxtInfo, SendsASizeBeyond4GiB) {
     vob_cltxt_info_t info = {};
     info.size = int64_t{5} << 32 | 7;
-    written expected;
-    expected.words({0, 0, 0, 0, 0, 0, 0, 0, 5, 7, 0, 0});
+    bytes expected = words({0, 0, 0, 0, 0, 0, 0, 0, 5, 7, 0, 0});
     EXPECT_EQ(sent(xdr_vob_cltxt_info_t, info), expected);
 }
 
@@ -430,12 +383,12 @@ TEST(XdrVobPoolInfo, RefusesASizeBeyond32Bits) {
 
 TEST(XdrVobEventH, IsAPresenceWordAndTheEvent) {
     vob_event_info_t event = an_event();
-    EXPECT_EQ(sent<vob_event_h_t>(xdr_vob_event_h_t, &event), written().word(1).add(event_bytes()));
-    EXPECT_EQ(sent<vob_event_h_t>(xdr_vob_event_h_t, nullptr), written().word(0));
-    const received<vob_event_h_t> back(xdr_vob_event_h_t, written().word(2).add(event_bytes()));
+    EXPECT_EQ(sent<vob_event_h_t>(xdr_vob_event_h_t, &event), word(1) + event_bytes());
+    EXPECT_EQ(sent<vob_event_h_t>(xdr_vob_event_h_t, nullptr), word(0));
+    const received<vob_event_h_t> back(xdr_vob_event_h_t, word(2) + event_bytes());
     ASSERT_TRUE(back.ok) << "any word but 0 says that it is there";
     EXPECT_STREQ(back.value->name, name);
-    EXPECT_EQ(received<vob_event_h_t>(xdr_vob_event_h_t, written().word(0)).value, nullptr);
+    EXPECT_EQ(received<vob_event_h_t>(xdr_vob_event_h_t, word(0)).value, nullptr);
 }
 
 TEST(XdrVobHandles, AreNullAfterAFreePass) {

@@ -76,6 +76,7 @@ TEST_F(Completion, OffersChoicesAndFilesAsValues) {
     EXPECT_THAT(offered({"acl", "matrix", "--format", "=", "c"}), ElementsAre("csv"));
     EXPECT_THAT(offered({"acl", "matrix", "--format", "="}), ElementsAre("csv", "html", "json", "table"));
     EXPECT_THAT(offered({"acl", "check", "v"}), ElementsAre("vob.acl"));
+    EXPECT_THAT(offered({"fstat", "vob.acl", "v"}), ElementsAre("vob.acl"));
     EXPECT_THAT(offered({"acl", "check", "--creds", "w"}), ElementsAre("with blank.acl"));
     EXPECT_THAT(offered({"completion", ""}), ElementsAre("bash", "fish", "zsh"));
     EXPECT_THAT(offered({"acl", "check", "--as", ""}), ElementsAre("")); // nobody knows
@@ -120,6 +121,7 @@ TEST(ManualPage, DescribesEveryCommandAndOption) {
         EXPECT_THAT(page, HasSubstr(std::string("\n.SS tbs ") + command + '\n'));
     }
     EXPECT_THAT(page, HasSubstr("\n.TP\n\\fB\\-n\\fR, \\fB\\-\\-count\\fR \\fICOUNT\\fR\nHow many.\n"));
+    EXPECT_THAT(page, HasSubstr("\\fBtbs fstat\\fR [\\fIOPTION\\fR]...\\&\n\\fIPATH\\fR...\n"));
     EXPECT_THAT(page, HasSubstr("\n.SH EXIT STATUS\n"));
 }
 

@@ -148,6 +148,9 @@ TEST_F(ToolXdr, MakeSaysWhatIsWrong) {
     EXPECT_THAT(refusal("vob_value_t", "{\"vtype\": 3, \"time\": {\"tv_sec\": 1}}"), HasSubstr("tv_usec"));
     EXPECT_THAT(refusal("vob_value_t", "{\"vtype\": 2, \"real\": \"x\"}"), HasSubstr("no number"));
     EXPECT_THAT(refusal("vob_frog_t", "1"), HasSubstr("tbs xdr types"));
+    json record = json::parse(run_tool({"xdr", "sample", "tbs_cr_t", "--json"}).out);
+    record["format_version"] = 4;
+    EXPECT_THAT(refusal("tbs_cr_t", record.dump()), HasSubstr("format_version is neither 5 nor 6"));
 }
 
 TEST_F(ToolXdr, SampleIsTheSameForTheSameSeed) {
@@ -159,7 +162,15 @@ TEST_F(ToolXdr, SampleIsTheSameForTheSameSeed) {
     const std::string file = dir_ / "out";
     EXPECT_EQ(run_tool({"xdr", "sample", "vob_event_info_t", "--seed", "7", "-o", file}).status, 0);
     EXPECT_EQ(content(file), one.out);
-    EXPECT_EQ(run_tool({"xdr", "sample", "tbs_cr_t"}).status, 0);
+}
+
+TEST_F(ToolXdr, ConfigurationRecordsNeedNotBeAsEncodingMakesThem) {
+    for (const char *seed : {"1", "2", "3", "25"}) { // both formats, flags that are not encoded
+        const outcome one = run_tool({"xdr", "sample", "tbs_cr_t", "--seed", seed});
+        ASSERT_EQ(one.status, 0) << one.err;
+        const outcome text = run_tool({"xdr", "show", "tbs_cr_t", dir_.write("record", one.out)});
+        EXPECT_EQ(make("tbs_cr_t", text.out).out, one.out) << seed;
+    }
 }
 
 TEST_F(ToolXdr, DescribeTellsTheMembersInOrder) {

@@ -345,7 +345,7 @@ int apply(const options &o) {
 void add_acl_apply(command parent, action &chosen) {
     const auto o = std::make_shared<options>();
     const command apply_command = parent.add("apply", "Let the operating system enforce a policy on files");
-    apply_command.positional("file", o->files, "FILE...", "Files that get the system ACL").required();
+    apply_command.positional("file", o->files, "FILE", "Files that get the system ACL").required();
     apply_command.option("--policy", o->policy, "FILE", "ACL file").required();
     apply_command.option("--rolemap", o->role_map, "FILE", "Who holds the policy's roles");
     apply_command.option("--required", o->required, "NAMES", "Permissions that let someone read a file, as Read")

@@ -1,5 +1,6 @@
 // tbs acl encode: the self-contained bytes of an ACL file.
 #include "acl_bytes.hpp"
+#include "hexadecimal.hpp"
 #include "output_file.hpp"
 
 #include <nlohmann/json.hpp>
@@ -13,19 +14,12 @@ struct options {
     std::optional<std::string> out;
 };
 
-std::string hex(std::span<const uint8_t> content) {
-    constexpr char digits[] = "0123456789abcdef";
-    std::string text;
-    for (const uint8_t byte : content) text += {digits[byte >> 4], digits[byte & 15]};
-    return text;
-}
-
 void print_as_json(const options &o, const acl_list &acl, const bytes &encoded) {
     json answer = {{"file", acl.path()}, {"form", acl.form()}, {"length", encoded.size()}};
     if (o.out) {
         answer["out"] = *o.out;
     } else {
-        answer["bytes"] = hex(encoded);
+        answer["bytes"] = hex_digits(encoded);
     }
     answer["exit_status"] = exit_done;
     print_json(answer);
@@ -41,7 +35,7 @@ int encode_file(const options &o) {
     const acl_list acl(o.file, o.acl, words);
     const bytes encoded = encode(acl);
     if (o.out || !(o.acl.as_json || output_is_terminal())) {
-        write_answer(o.out, {reinterpret_cast<const char *>(encoded.data()), encoded.size()});
+        write_answer(o.out, as_text(encoded));
     }
     if (o.acl.as_json) {
         print_as_json(o, acl, encoded);

@@ -3,6 +3,7 @@
 #define TOOLS_TBS_BYTE_FILE_HPP
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,6 +11,14 @@
 namespace tool {
 
 using bytes = std::vector<uint8_t>;
+
+// The same memory seen as the other: nothing is copied.
+inline std::string_view as_text(std::span<const uint8_t> content) {
+    return {reinterpret_cast<const char *>(content.data()), content.size()};
+}
+inline std::span<const uint8_t> as_bytes(std::string_view content) {
+    return {reinterpret_cast<const uint8_t *>(content.data()), content.size()};
+}
 
 // Reads a file of at most 256 MiB; "-" is standard input. Throws failure.
 bytes read_bytes(const std::string &path);

@@ -11,7 +11,7 @@ namespace tool {
 namespace {
 
 // Values that are pathnames: the shell completes them as such.
-constexpr std::string_view pathnames[] = {"FILE", "FILE...", "NEW", "OUT", "PATH...", "POLICY", "ROLEMAP"};
+constexpr std::string_view pathnames[] = {"FILE", "NEW", "OUT", "PATH", "POLICY", "ROLEMAP"};
 
 bool is_pathname(const argument_text &argument) {
     return std::find(std::begin(pathnames), std::end(pathnames), argument.value) != std::end(pathnames);
@@ -45,7 +45,7 @@ std::string escaped(std::string_view text, std::string_view characters) {
 }
 
 // In single quotes, for bash and zsh.
-std::string quoted(std::string_view text) {
+std::string shell_quoted(std::string_view text) {
     std::string result = "'";
     for (const char c : text) {
         if (c == '\'') {
@@ -116,7 +116,7 @@ std::string bash_value(const argument_text &argument) {
 std::string for_bash(const command_text &top) {
     std::string commands, options, values;
     const auto add = [](std::string &table, const std::string &key, const std::string &value) {
-        if (!value.empty()) table += "    [" + quoted(key) + "]=" + quoted(value) + '\n';
+        if (!value.empty()) table += "    [" + shell_quoted(key) + "]=" + shell_quoted(value) + '\n';
     };
     each_command(top.name, top, [&](const std::string &path, const command_text &command) {
         std::vector<std::string> names;
@@ -154,11 +154,11 @@ std::string zsh_value(const argument_text &argument) {
 }
 
 std::string zsh_argument(const argument_text &argument) {
-    if (is_positional(argument)) return quoted((argument.repeated ? "*" : "") + zsh_value(argument));
+    if (is_positional(argument)) return shell_quoted((argument.repeated ? "*" : "") + zsh_value(argument));
     const std::string rest =
-        quoted('[' + escaped(argument.purpose, "[]:\\") + ']' + (is_flag(argument) ? "" : zsh_value(argument)));
+        shell_quoted('[' + escaped(argument.purpose, "[]:\\") + ']' + (is_flag(argument) ? "" : zsh_value(argument)));
     if (argument.names.size() == 1) return argument.names[0] + rest;
-    return quoted('(' + join(argument.names, " ") + ')') + '{' + join(argument.names, ",") + '}' + rest;
+    return shell_quoted('(' + join(argument.names, " ") + ')') + '{' + join(argument.names, ",") + '}' + rest;
 }
 
 std::string zsh_function(const std::string &path, const command_text &command) {
@@ -169,7 +169,7 @@ std::string zsh_function(const std::string &path, const command_text &command) {
 
     std::string names, calls;
     for (const command_text &below : command.commands) {
-        names += "        " + quoted(escaped(below.name, ":\\") + ':' + escaped(below.purpose, "\\")) + '\n';
+        names += "        " + shell_quoted(escaped(below.name, ":\\") + ':' + escaped(below.purpose, "\\")) + '\n';
         calls += "        " + below.name + ") " + function_name(path + ' ' + below.name) + " ;;\n";
     }
     return text + "    local curcontext=$curcontext state line\n    typeset -A opt_args\n    local -a commands=(\n" +

@@ -81,7 +81,7 @@ using owned_stream = std::unique_ptr<FILE, close_file>;
 
 void require_program(const std::string &name) {
     const bool is_path = name.find('/') != std::string::npos;
-    if (is_path ? access(name.c_str(), X_OK) == 0 : !find_program(name).empty()) return;
+    if (is_path ? is_program(name) : !find_program(name).empty()) return;
     throw failure("the program \"" + name + "\" is not there, or may not be run",
                   "Name a program of PATH, or its path; a shell's own commands need a shell, as in sh -c '...'.");
 }
@@ -348,7 +348,7 @@ void add_cr_capture(command parent, action &chosen) {
     capture_command.option("-o,--out", o->out, "FILE", "File for the record, replaced as a whole");
     capture_command.option("--target", o->target, "NAME", "What is built; else the file, when it is only one");
     capture_command.flag("--keep-failed", o->keep_failed, "Store the record of a build that fails, too");
-    capture_command.positional("command", o->command, "COMMAND...", "Build command, behind --");
+    capture_command.positional("command", o->command, "COMMAND", "Build command, behind --");
     capture_command.footer("The record goes to build.cr unless -o names another file. Needs the program strace.\n"
                            "Exit status: the command's; 2 when it was not run or not recorded.");
     capture_command.runs([o, capture_command] { return capture(*o, !capture_command.remaining().empty()); }, chosen);

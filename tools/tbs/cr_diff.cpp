@@ -1,5 +1,5 @@
 // tbs cr diff: what tells two builds apart. When, where and by whom they were made does not count.
-#include "cr_json.hpp"
+#include "cr_record.hpp"
 
 #include <algorithm>
 #include <memory>

@@ -87,7 +87,7 @@ int graph(const options &o) {
 void add_cr_graph(command parent, action &chosen) {
     const auto o = std::make_shared<options>();
     const command graph_command = parent.add("graph", "Draw what was built of what");
-    graph_command.positional("file", o->files, "FILE...", "Records in any of their forms").required();
+    graph_command.positional("file", o->files, "FILE", "Records in any of their forms").required();
     const argument format =
         graph_command.option("--format", o->format, "FORMAT", "dot (Graphviz) or svg, which needs the program dot")
             .one_of({"dot", "svg"});

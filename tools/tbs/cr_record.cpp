@@ -1,10 +1,8 @@
 #include "cr_record.hpp"
 
-#include "byte_file.hpp"
-#include "cr_json.hpp"
-#include "ks/ks_imsg.h"
 #include "ks/ks_str.h"
-#include "ks/ks_xdr.h"
+#include "record_json.hpp"
+#include "xdr_stream.hpp"
 
 #include <algorithm>
 #include <cctype>
@@ -16,29 +14,6 @@
 
 namespace tool {
 namespace {
-
-// ---- streams
-
-class stream {
-public:
-    explicit stream(const bytes &content) {
-        begun(xdrstg_create_decode_buf(&xdrs_, content.data(), static_cast<uint32_t>(content.size())));
-    }
-    stream() { begun(xdrstg_create(&xdrs_, XDR_ENCODE, 8192)); }
-    ~stream() { xdrstg_destroy(&xdrs_); }
-    stream(const stream &) = delete;
-    stream &operator=(const stream &) = delete;
-
-    XDR *get() { return &xdrs_; }
-    [[nodiscard]] uint32_t position() { return XDR_GETPOS(&xdrs_); }
-    [[nodiscard]] std::string content() { return {static_cast<const char *>(xdrstg_buffer(&xdrs_)), position()}; }
-
-private:
-    static void begun(int error) {
-        if (error != 0) throw std::bad_alloc();
-    }
-    XDR xdrs_{};
-};
 
 struct compressed_record {
     compressed_record() = default;
@@ -56,7 +31,7 @@ failure damaged(const std::string &path, const std::string &why) { return {path,
 
 // Decodes all of the bytes.
 template <class T> void decode(const std::string &path, const bytes &content, bool_t (*routine)(XDR *, T *), T &to) {
-    stream from(content);
+    xdr_stream from(content);
     const bool whole = routine(from.get(), &to) != 0;
     if (whole && from.position() == content.size()) return;
     throw damaged(path, whole ? "bytes stand behind the record, from offset " + std::to_string(from.position())
@@ -84,7 +59,8 @@ cr_record read_compressed(const std::string &path, const bytes &content) {
 }
 
 cr_record read_json(const std::string &path, const bytes &content) {
-    return cr_from_json(path, {reinterpret_cast<const char *>(content.data()), content.size()});
+    constexpr char remedy[] = "\"tbs cr convert --to json\" shows how a record is written.";
+    return read_xdr(path, record_from_json(tbs::wire::layout_of<tbs_cr_t>, path, as_text(content), remedy));
 }
 
 struct form_row {
@@ -115,18 +91,25 @@ void require_narrow_flags(const tbs_cr_t &record) {
         !std::any_of(record.mfs_objects, record.mfs_objects + record.mfs_object_count, is_wide)) {
         return;
     }
-    throw failure("the record has flags of an object that take more than 16 bits", "Only JSON has room for them.");
+    throw failure("the record has flags of an object that take more than 16 bits",
+                  "\"tbs xdr show tbs_cr_t\" shows them; no record is written with them.");
 }
 
-template <class T> std::string encode(bool_t (*routine)(XDR *, T *), T &from) {
-    stream to;
+template <class T> bytes encode(bool_t (*routine)(XDR *, T *), T &from) {
+    xdr_stream to;
     if (!routine(to.get(), &from)) {
         throw failure("the record cannot be encoded", "It is larger than a record may be.");
     }
-    return to.content();
+    return {to.content().begin(), to.content().end()};
 }
 
-std::string compress(cr_record &record) {
+bytes encode_record(cr_record &record) {
+    require_narrow_flags(record.get());
+    return encode(xdr_tbs_cr_t, record.get());
+}
+
+bytes compress(cr_record &record) {
+    require_narrow_flags(record.get());
     compressed_record compressed;
     if (tbs_cr_to_compressed(&record.get(), &compressed.of) != 0) {
         throw failure("the record cannot be compressed", "It is larger than a record may be.");
@@ -186,10 +169,11 @@ cr_file read_cr(const std::string &path, const std::optional<std::string> &form)
 }
 
 std::string encoded(cr_record &record, cr_form form) {
-    if (form == cr_form::json_text) return json_text(cr_as_json(record.get()));
-    require_narrow_flags(record.get());
-    return form == cr_form::xdr ? encode(xdr_tbs_cr_t, record.get()) : compress(record);
+    if (form == cr_form::json_text) return json_text(cr_as_json(record));
+    return std::string(as_text(form == cr_form::xdr ? encode_record(record) : compress(record)));
 }
+
+json cr_as_json(cr_record &record) { return record_as_json(tbs::wire::layout_of<tbs_cr_t>, encode_record(record)); }
 
 std::vector<cr_object> objects_of(const tbs_cr_t &record) {
     const std::string directory = joined(text_or_empty(record.directory), "");

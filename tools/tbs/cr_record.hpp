@@ -3,8 +3,8 @@
 #define TOOLS_TBS_CR_RECORD_HPP
 
 #include "ks/ks_stg.h"
+#include "output.hpp"
 #include "tbs/tbs_cr.h"
-#include "tool.hpp"
 
 #include <new>
 #include <optional>
@@ -77,6 +77,10 @@ cr_file read_cr(const std::string &path, const std::optional<std::string> &form 
 
 // A record as bytes. Encoding sets its format version. Throws failure for what has no encoding.
 std::string encoded(cr_record &record, cr_form form);
+
+// A record as a JSON value without loss, its members under their names in tbs_cr.h. As encoding, sets its format version
+// and throws failure.
+json cr_as_json(cr_record &record);
 
 // ---- what the commands say of records
 

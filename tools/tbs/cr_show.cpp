@@ -1,5 +1,5 @@
 // tbs cr show: a configuration record for people, and in JSON.
-#include "cr_json.hpp"
+#include "cr_record.hpp"
 
 #include <algorithm>
 #include <memory>
@@ -111,11 +111,11 @@ void print_text(const options &o, const tbs_cr_t &record) {
 }
 
 int show(const options &o) {
-    const cr_file file = read_cr(o.file);
+    cr_file file = read_cr(o.file);
     if (o.as_json) {
         print_json({{"file", text_as_json(o.file)},
                     {"form", name_of(file.form)},
-                    {"record", cr_as_json(file.record.get())},
+                    {"record", cr_as_json(file.record)},
                     {"exit_status", exit_done}});
     } else {
         print_text(o, file.record.get());

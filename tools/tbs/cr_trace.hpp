@@ -433,6 +433,8 @@ private:
     // What a directory holds moves with it.
     void rename(const std::string &from, const std::string &to) {
         if (from == to) return;
+        const auto file = files_.find(from);
+        const bool is_file = file != files_.end() && !file->second.is_gone;
         const std::string below = from + '/';
         std::vector<std::pair<std::string, tracked>> moved;
         for (auto at = files_.lower_bound(below); at != files_.end() && at->first.starts_with(below);) {
@@ -440,7 +442,7 @@ private:
             at = files_.erase(at);
         }
         for (auto &[path, one] : moved) files_[path] = one;
-        if (!moved.empty()) return;
+        if (!is_file && !moved.empty()) return;
         remove(from);
         write(to);
     }

@@ -1,6 +1,6 @@
 #include "hex_view.hpp"
 
-#include "ks/ks_str.h"
+#include "hexadecimal.hpp"
 
 #include <algorithm>
 
@@ -14,15 +14,10 @@ constexpr size_t bytes_a_line = 8;
 constexpr size_t byte_column = 10, name_column = 35, value_column = 53;
 constexpr size_t most_behind = 64; // bytes shown of what is no member
 
-std::string hex(size_t value, int digits) {
-    char text[32];
-    strutl_snprintf(text, sizeof text, "%.*llx", digits, static_cast<unsigned long long>(value));
-    return text;
-}
-
-std::string hex(std::span<const uint8_t> of) {
-    std::string text;
-    for (const uint8_t byte : of) text += (text.empty() ? "" : " ") + hex(byte, 2);
+// As hex_digits() writes them, a blank between bytes.
+std::string spaced_digits(std::span<const uint8_t> of) {
+    std::string text = hex_digits(of);
+    for (size_t at = 2; at < text.size(); at += 3) text.insert(at, 1, ' ');
     return text;
 }
 
@@ -84,9 +79,9 @@ void hex_view::lines(std::optional<size_t> offset, std::span<const uint8_t> of, 
     std::string margin(name_column + 2 * positions_.size(), ' ');
     for (bool first = true; first || !of.empty() || !rest.empty(); first = false) {
         const auto now = of.first(std::min(of.size(), bytes_a_line));
-        std::string line = offset && (first || !now.empty()) ? hex(*offset, 8) : "";
+        std::string line = offset && (first || !now.empty()) ? hex_number(*offset, 8) : "";
         pad(line, byte_column);
-        line += hex(now);
+        line += spaced_digits(now);
         if (first) {
             pad(line, margin.size());
             line += name;

@@ -279,7 +279,7 @@ int check(const options &o) {
 void add_magic_check(command parent, action &chosen) {
     const auto o = std::make_shared<options>();
     const command check_command = parent.add("check", "Tell what is wrong with type files");
-    check_command.positional("file", o->files, "FILE...", "Type files, in the order of reading; else those in use");
+    check_command.positional("file", o->files, "FILE", "Type files, in the order of reading; else those in use");
     check_command.flag("--json", o->as_json, "Answer in JSON");
     check_command.footer(
         "Warned of are definitions that are never reached, and tests that never match; noted are names that\n"

@@ -120,7 +120,7 @@ int dump(const options &o) {
 void add_magic_dump(command parent, action &chosen) {
     const auto o = std::make_shared<options>();
     const command dump_command = parent.add("dump", "Show the rules of type files as trees");
-    dump_command.positional("file", o->files, "FILE...", "Type files; else those in use");
+    dump_command.positional("file", o->files, "FILE", "Type files; else those in use");
     dump_command.option("--format", o->format, "FORMAT", "text, dot (Graphviz) or svg, which needs the program dot")
         .one_of({"text", "dot", "svg"});
     dump_command.option("-o,--out", o->out, "OUT", "File for the answer, replaced as a whole");

@@ -58,6 +58,10 @@ std::string lines(std::string_view text) {
     return result;
 }
 
+std::string value_of(const argument_text &argument) {
+    return italic(argument.value) + (argument.repeated && argument.names.empty() ? "..." : "");
+}
+
 std::string heading(const argument_text &argument) {
     std::string text;
     for (const std::string &name : argument.names) {
@@ -65,7 +69,7 @@ std::string heading(const argument_text &argument) {
         text += bold(name);
     }
     if (argument.value.empty()) return text;
-    return (text.empty() ? "" : text + ' ') + italic(argument.value);
+    return (text.empty() ? "" : text + ' ') + value_of(argument);
 }
 
 std::string description(const argument_text &argument) {
@@ -90,7 +94,7 @@ std::string arguments_of(const command_text &command) {
 std::string synopsis(const std::string &path, const command_text &command) {
     std::string options, operands;
     for (const argument_text &argument : command.arguments) {
-        const std::string value = italic(argument.value);
+        const std::string value = value_of(argument);
         if (argument.names.empty()) {
             operands += argument.required ? "\n" + value : "\n[" + value + ']';
         } else if (argument.required) {

@@ -1,5 +1,6 @@
 #include "output.hpp"
 
+#include "hexadecimal.hpp"
 #include "ks/ks_str.h"
 #include "output_file.hpp"
 #include "text_file.hpp"
@@ -88,13 +89,7 @@ void print_wrapped(std::string_view text, size_t column, size_t indent) {
 
 json text_as_json(std::string_view text) {
     if (is_utf8(text)) return text;
-    constexpr char digits[] = "0123456789abcdef";
-    std::string hex;
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        hex += {digits[byte >> 4], digits[byte & 15]};
-    }
-    return {{"bytes", hex}};
+    return {{"bytes", hex_digits(text)}};
 }
 
 std::string json_text(const json &value) {

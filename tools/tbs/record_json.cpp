@@ -1,8 +1,9 @@
 #include "record_json.hpp"
 
+#include "hexadecimal.hpp"
+
 #include <algorithm>
 #include <bit>
-#include <charconv>
 #include <cmath>
 #include <nlohmann/json.hpp>
 
@@ -11,6 +12,7 @@ namespace {
 
 namespace wire = tbs::wire;
 using wire::field;
+using wire::form;
 using wire::layout;
 using wire::unit;
 
@@ -18,9 +20,6 @@ constexpr size_t most_json = 64 * 1024 * 1024; // bytes
 constexpr int most_depth = 64;
 
 json bytes_as_json(std::span<const uint8_t> of) { return {{"bytes", hex_digits(of)}}; }
-
-// An element of a list or a value by itself, not an object with members.
-bool is_bare(const layout &record) { return record.fields.size() == 1 && record.fields[0].name == "value"; }
 
 // ---- writing JSON
 
@@ -31,19 +30,32 @@ public:
     json value(const layout &record) {
         json members = json::object();
         for (const field &one : record.fields) add(one, members);
-        return is_bare(record) ? std::move(members["value"]) : members;
+        return record.is_bare() ? std::move(members[std::string(wire::bare_name)]) : members;
     }
 
 private:
     void add(const field &f, json &to) {
-        static constexpr void (reader::*by_form[])(const field &, json &) = {
-            &reader::add_number,     &reader::add_hyper,  &reader::add_low_hyper, &reader::add_real,
-            &reader::add_identifier, &reader::add_sid,    &reader::add_time,      &reader::add_text,
-            &reader::add_data,       &reader::add_record, &reader::add_list,      &reader::add_entries,
-            &reader::add_optional,   &reader::pass_unit,  &reader::pass_unit,     &reader::add_number,
-            &reader::add_choice,     &reader::pass_byte};
-        static_assert(std::size(by_form) == wire::number_of_forms);
-        (this->*by_form[static_cast<size_t>(f.kind)])(f, to);
+        static constexpr wire::form_table<void (reader::*)(const field &, json &)> add_of({
+            {form::number, &reader::add_number},
+            {form::hyper, &reader::add_hyper},
+            {form::low_hyper, &reader::add_low_hyper},
+            {form::real, &reader::add_real},
+            {form::identifier, &reader::add_identifier},
+            {form::sid, &reader::add_sid},
+            {form::time, &reader::add_time},
+            {form::text, &reader::add_text},
+            {form::data, &reader::add_data},
+            {form::record, &reader::add_record},
+            {form::list, &reader::add_list},
+            {form::entries, &reader::add_entries},
+            {form::optional, &reader::add_optional},
+            {form::constant, &reader::pass_unit},
+            {form::link, &reader::pass_unit},
+            {form::offset, &reader::add_number},
+            {form::choice, &reader::add_choice},
+            {form::absent_byte, &reader::pass_byte},
+        });
+        (this->*add_of[f.kind])(f, to);
     }
 
     std::span<const uint8_t> take(size_t size) {
@@ -74,8 +86,7 @@ private:
         return value;
     }
     void add_number(const field &f, json &to) {
-        const uint32_t sent = word();
-        const uint32_t kept = f.bits < 32 ? sent & ((uint32_t{1} << f.bits) - 1) : sent;
+        const uint32_t kept = f.kept(word());
         const int64_t value = f.is_signed ? static_cast<int32_t>(kept) : int64_t{kept};
         if (f.name == wire::format_member) format_ = kept;
         to[std::string(f.name)] = f.names ? named(*f.names, value) : json(value);
@@ -115,8 +126,7 @@ private:
     }
     void add_text(const field &f, json &to) {
         const auto characters = take_padded(word());
-        to[std::string(f.name)] =
-            text_as_json({reinterpret_cast<const char *>(characters.data()), characters.size()});
+        to[std::string(f.name)] = text_as_json(as_text(characters));
     }
     void add_data(const field &f, json &to) {
         word();
@@ -159,7 +169,7 @@ public:
     writer(const std::string &path, const std::string &remedy) : path_(path), remedy_(remedy) {}
 
     void put(const layout &record, const json &value, const std::string &where) {
-        if (is_bare(record)) return put(record.fields[0], value, where);
+        if (record.is_bare()) return put(record.fields[0], value, where);
         if (!value.is_object()) refuse(where.empty() ? "the text" : where, "is no object");
         size_t known = 0;
         for (const field &one : record.fields) known += put_member(one, value, where);
@@ -180,10 +190,11 @@ private:
         return *found;
     }
     void refuse_unknown(const layout &record, const json &object, const std::string &where) const {
-        for (const auto &[name, value] : object.items()) {
+        for (const auto &one : object.items()) {
+            const std::string &name = one.key();
             const auto is_called = [&](const field &f) { return f.name == name; };
             const auto has_arm = [&](const field &f) {
-                return f.kind == wire::form::choice && std::ranges::any_of(f.inner->fields, is_called);
+                return f.kind == form::choice && std::ranges::any_of(f.inner->fields, is_called);
             };
             if (std::ranges::none_of(record.fields, is_called) && std::ranges::none_of(record.fields, has_arm))
                 refuse(called(where, name), "is no member of the record");
@@ -193,9 +204,9 @@ private:
 
     // Gives how many members of the object that took.
     size_t put_member(const field &f, const json &object, const std::string &where) {
-        if (f.kind == wire::form::constant) return put_word(static_cast<uint32_t>(f.value)), 0;
-        if (f.kind == wire::form::link || f.kind == wire::form::absent_byte) return put_word(0), 0;
-        if (f.kind == wire::form::choice) return put_choice(f, object, where);
+        if (f.kind == form::constant) return put_word(static_cast<uint32_t>(f.value)), 0;
+        if (f.kind == form::link || f.kind == form::absent_byte) return put_word(0), 0;
+        if (f.kind == form::choice) return put_choice(f, object, where);
         put(f, member(object, f.name, where), called(where, f.name));
         return 1;
     }
@@ -208,24 +219,29 @@ private:
         refuse(called(where, f.name), "is no type of a value");
     }
     void put(const field &f, const json &value, const std::string &where) {
-        static constexpr void (writer::*by_form[])(const field &, const json &,
-                                                   const std::string &) = {&writer::put_number,
-                                                                           &writer::put_hyper,
-                                                                           &writer::put_low_hyper,
-                                                                           &writer::put_real,
-                                                                           &writer::put_identifier,
-                                                                           &writer::put_sid,
-                                                                           &writer::put_time,
-                                                                           &writer::put_text,
-                                                                           &writer::put_data,
-                                                                           &writer::put_record,
-                                                                           &writer::put_list,
-                                                                           &writer::put_entries,
-                                                                           &writer::put_optional,
-                                                                           nullptr,
-                                                                           nullptr,
-                                                                           &writer::put_number};
-        (this->*by_form[static_cast<size_t>(f.kind)])(f, value, where);
+        using put_value = void (writer::*)(const field &, const json &, const std::string &);
+        static constexpr wire::form_table<put_value> put_of({
+            {form::number, &writer::put_number},
+            {form::hyper, &writer::put_hyper},
+            {form::low_hyper, &writer::put_low_hyper},
+            {form::real, &writer::put_real},
+            {form::identifier, &writer::put_identifier},
+            {form::sid, &writer::put_sid},
+            {form::time, &writer::put_time},
+            {form::text, &writer::put_text},
+            {form::data, &writer::put_data},
+            {form::record, &writer::put_record},
+            {form::list, &writer::put_list},
+            {form::entries, &writer::put_entries},
+            {form::optional, &writer::put_optional},
+            {form::offset, &writer::put_number},
+            // What is no value of one member: put_member() knows them.
+            {form::constant, nullptr},
+            {form::link, nullptr},
+            {form::choice, nullptr},
+            {form::absent_byte, nullptr},
+        });
+        (this->*put_of[f.kind])(f, value, where);
     }
 
     void put_word(uint32_t value) {
@@ -270,7 +286,7 @@ private:
     void put_number(const field &f, const json &value, const std::string &where) {
         const auto sent = f.is_signed ? static_cast<uint32_t>(number_of<int32_t>(f, value, where))
                                       : number_of<uint32_t>(f, value, where);
-        if (f.bits < 32 && sent >> f.bits) refuse(where, "is a number that the record has no room for");
+        if (f.kept(sent) != sent) refuse(where, "is a number that the record has no room for");
         if (f.name == wire::format_member) format_ = sent;
         put_word(sent);
     }
@@ -338,6 +354,7 @@ private:
     void put_record(const field &f, const json &value, const std::string &where) { put(*f.inner, value, where); }
     void put_list(const field &f, const json &value, const std::string &where) {
         if (!value.is_array()) refuse(where, "is no list");
+        if (!f.is_in(format_)) refuse(std::string(wire::format_member), "is neither 5 nor 6");
         put_count(value.size(), f, where);
         put_entries(f, value, where);
     }
@@ -355,14 +372,9 @@ private:
     static bool bytes_of(const json &value, std::string &to) {
         if (!value.is_object() || value.size() != 1 || !value.contains("bytes")) return false;
         const auto *digits = value["bytes"].get_ptr<const std::string *>();
-        if (!digits || digits->size() % 2 != 0) return false;
-        for (size_t i = 0; i < digits->size(); i += 2) {
-            unsigned byte = 0;
-            const char *from = digits->data() + i;
-            if (std::from_chars(from, from + 2, byte, 16).ptr != from + 2) return false;
-            to += static_cast<char>(byte);
-        }
-        return true;
+        auto all = digits ? bytes_of_hex(*digits) : std::nullopt;
+        if (all) to = std::move(*all);
+        return all.has_value();
     }
 
     const std::string &path_, &remedy_;
@@ -386,13 +398,6 @@ json parse(const std::string &path, std::string_view text, const std::string &re
 }
 
 } // namespace
-
-std::string hex_digits(std::span<const uint8_t> of) {
-    constexpr char digits[] = "0123456789abcdef";
-    std::string text;
-    for (const uint8_t byte : of) text += {digits[byte >> 4], digits[byte & 15]};
-    return text;
-}
 
 json record_as_json(const layout &record, std::span<const uint8_t> encoded) { return reader(encoded).value(record); }
 

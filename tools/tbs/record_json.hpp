@@ -17,9 +17,6 @@
 
 namespace tool {
 
-// Bytes as hexadecimal digits.
-std::string hex_digits(std::span<const uint8_t> of);
-
 // What the bytes of a whole record say; their end is that of the record.
 json record_as_json(const tbs::wire::layout &record, std::span<const uint8_t> encoded);
 

@@ -1,4 +1,5 @@
 // tbs registry: settings of the host.
+#include "hexadecimal.hpp"
 #include "ks/ks_imsg.h"
 #include "nt/nt_regy.h"
 #include "output.hpp"
@@ -43,16 +44,6 @@ std::string name_of(ntregy_type_t type) {
 
 // ---- values
 
-std::string hex(std::string_view bytes) {
-    constexpr char digits[] = "0123456789abcdef";
-    std::string text;
-    for (const char c : bytes) {
-        const auto byte = static_cast<unsigned char>(c);
-        text += {digits[byte >> 4], digits[byte & 15]};
-    }
-    return text;
-}
-
 template <class T> std::optional<T> number_in(std::string_view data) {
     T number;
     if (data.size() != sizeof number) return std::nullopt;
@@ -81,7 +72,7 @@ json value_of(ntregy_type_t type, std::string_view data) {
     }
     default: break;
     }
-    return hex(data);
+    return hex_digits(data);
 }
 
 // As one line for people; a list of texts has them in quotes.
@@ -99,20 +90,6 @@ template <class T> std::string bytes_of_number(const std::string &text) {
     return {reinterpret_cast<const char *>(&number), sizeof number};
 }
 
-std::string bytes_of_hex(const std::string &text) {
-    std::string data;
-    for (size_t i = 0; i < text.size(); i += 2) {
-        unsigned byte = 0;
-        const char *begin = text.data() + i, *end = text.data() + std::min(i + 2, text.size());
-        const auto [stop, error] = std::from_chars(begin, end, byte, 16);
-        if (error != std::errc() || stop != begin + 2) {
-            throw failure("\"" + text + "\" are no bytes", "Give two hexadecimal digits for each byte.");
-        }
-        data += static_cast<char>(byte);
-    }
-    return data;
-}
-
 // The data of a value that is to be set.
 std::string data_of(ntregy_type_t type, const std::vector<std::string> &values) {
     if (type == NTREGY_MULTI_SZ) {
@@ -125,7 +102,8 @@ std::string data_of(ntregy_type_t type, const std::vector<std::string> &values) 
     if (type == NTREGY_DWORD) return bytes_of_number<uint32_t>(text);
     if (type == NTREGY_QWORD) return bytes_of_number<uint64_t>(text);
     if (type == NTREGY_SZ || type == NTREGY_EXPAND_SZ) return text + '\0';
-    return bytes_of_hex(text);
+    if (auto data = bytes_of_hex(text)) return std::move(*data);
+    throw failure("\"" + text + "\" are no bytes", "Give two hexadecimal digits for each byte.");
 }
 
 // ---- the commands

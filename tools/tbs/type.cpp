@@ -227,7 +227,7 @@ int type(const options &o) {
 void add_type(command parent, action &chosen) {
     const auto o = std::make_shared<options>();
     const command type_command = parent.add("type", "Name the element types of files");
-    type_command.positional("path", o->paths, "PATH...", "Files and directories").required();
+    type_command.positional("path", o->paths, "PATH", "Files and directories").required();
     type_command.flag("-r,--recursive", o->recursive, "All files below the directories that are named");
     type_command.flag("--by-name", o->by_name, "Decide by the names alone, without looking at the files");
     const argument explain =

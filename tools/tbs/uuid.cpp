@@ -1,10 +1,10 @@
 // tbs uuid: identifiers made and read.
+#include "hexadecimal.hpp"
 #include "output.hpp"
 #include "tbs/tbs_uuid.h"
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <ctime>
 #include <nlohmann/json.hpp>
 #include <utility>
@@ -56,13 +56,7 @@ std::string text_of(const tbs_uuid_t &id, text_form form = tbs_uuid_to_str) {
     return form(&id, text);
 }
 
-std::string hex(unsigned value, int digits) {
-    char text[16];
-    std::snprintf(text, sizeof text, "%0*x", digits, value);
-    return text;
-}
-
-std::string hash_of(const tbs_uuid_t &id) { return hex(tbs_uuid_to_hash32(&id), 8); }
+std::string hash_of(const tbs_uuid_t &id) { return hex_number(tbs_uuid_to_hash32(&id), 8); }
 
 // In UTC, as RFC 3339 writes it; "" when the identifier was not made from the time.
 std::string time_of(const tbs_uuid_t &id) {
@@ -94,7 +88,7 @@ std::array<row, 8> rows_of(const tbs_uuid_t &id) {
              {"dense", text_of(id, tbs_uuid_to_dstr)},
              {"variant", is_null ? "null" : variant_of(id)},
              {"version", std::to_string(id.time_hi_and_version >> 12)},
-             {"clock_seq", hex(unsigned{id.clock_seq_hi_and_reserved} << 8 | id.clock_seq_low, 4)},
+             {"clock_seq", hex_number(unsigned{id.clock_seq_hi_and_reserved} << 8 | id.clock_seq_low, 4)},
              {"node", node_of(id)},
              {"made", time.empty() ? "(not made from the time)" : time},
              {"hash", hash_of(id)}}};

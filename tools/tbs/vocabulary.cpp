@@ -1,5 +1,6 @@
 #include "vocabulary.hpp"
 
+#include "hexadecimal.hpp"
 #include "ks/ks_str.h"
 #include "text_file.hpp"
 
@@ -54,11 +55,7 @@ bool number(std::string_view text, tbs_acl_permission_set_t &value_out) {
     return error == std::errc() && stop == end;
 }
 
-std::string hex(tbs_acl_permission_set_t value) {
-    char text[16];
-    strutl_snprintf(text, sizeof text, "0x%.8x", value);
-    return text;
-}
+std::string bits_text(tbs_acl_permission_set_t value) { return "0x" + hex_number(value, 8); }
 
 } // namespace
 
@@ -121,8 +118,8 @@ private:
             all |= value;
         }
         if (all & ~TBS_ACL_STORED_PERMS) {
-            refuse(line, "the value " + hex(all) + " has bits that no entry stores",
-                   "Use only bits of " + hex(TBS_ACL_STORED_PERMS) + ".");
+            refuse(line, "the value " + bits_text(all) + " has bits that no entry stores",
+                   "Use only bits of " + bits_text(TBS_ACL_STORED_PERMS) + ".");
         }
         return all;
     }
@@ -178,7 +175,7 @@ json vocabulary::as_json(tbs_acl_permission_set_t perms) const {
         const std::string all = text(perms);
         for (const std::string_view name : split(all, ',')) list.push_back(name);
     }
-    return {{"names", std::move(list)}, {"bits", hex(perms)}};
+    return {{"names", std::move(list)}, {"bits", bits_text(perms)}};
 }
 
 tbs_acl_permission_set_t vocabulary::request(const std::string &text) const {

@@ -31,13 +31,11 @@ void collect(const layout &record, std::vector<const layout *> &all) {
     if (std::ranges::find(all, &record) == all.end()) all.push_back(&record);
 }
 
-bool is_number(const layout &record) { return record.fields.size() == 1 && record.fields[0].name == "value"; }
-
 // Those with members of their own, each behind those that it holds.
 std::vector<const layout *> records_within(const layout &record) {
     std::vector<const layout *> all;
     collect(record, all);
-    std::erase_if(all, [](const layout *one) { return one->name.empty() || is_number(*one); });
+    std::erase_if(all, [](const layout *one) { return one->name.empty() || one->is_bare(); });
     return all;
 }
 
@@ -45,10 +43,15 @@ std::vector<const layout *> records_within(const layout &record) {
 
 std::string element_text(const layout &element);
 
+const char *number_text(const field &f) {
+    if (f.bits == 8) return "byte, a unit each";
+    if (f.bits == 16) return "uint, low 16 bits";
+    return f.is_signed ? "int" : "uint";
+}
+
 std::string form_text(const field &f) {
     switch (f.kind) {
-    case form::number:
-        return f.bits == 8 ? "byte, a unit each" : f.bits == 16 ? "uint, low 16 bits" : f.is_signed ? "int" : "uint";
+    case form::number: return number_text(f);
     case form::hyper: return f.is_signed ? "64-bit int, high word first" : "64-bit uint, high word first";
     case form::low_hyper: return f.is_signed ? "64-bit int, low word first" : "64-bit uint, low word first";
     case form::real: return "double";
@@ -71,7 +74,7 @@ std::string form_text(const field &f) {
 }
 
 std::string element_text(const layout &element) {
-    return is_number(element) ? form_text(element.fields[0]) : name_text(element);
+    return element.is_bare() ? form_text(element.fields[0]) : name_text(element);
 }
 
 void print_field(const std::string &name, const field &f, size_t margin) {
@@ -98,7 +101,7 @@ void print_words(const wire_type &type) {
     print_bold(type.name);
     print(": " + std::string(kind_text(type)) + ", at least " + std::to_string(type.wire->least) + " bytes");
     end_line();
-    if (type.wire->name.empty() || is_number(*type.wire)) {
+    if (type.wire->name.empty() || type.wire->is_bare()) {
         for (const field &one : type.wire->fields) {
             print_field(std::string(one.name), one, 2);
             if (one.names) print_values(*one.names);
@@ -178,7 +181,7 @@ constexpr x_typedef_of x_typedefs[] = {{form::text, "xdr_text", "typedef string 
                                        {form::identifier, "xdr_identifier", "typedef opaque xdr_identifier[16];\n"}};
 
 std::string x_element(const layout &element) {
-    if (!is_number(element)) return x_type(element);
+    if (!element.is_bare()) return x_type(element);
     const field &only = element.fields[0];
     for (const x_typedef_of &one : x_typedefs) {
         if (only.kind == one.kind) return one.name;
@@ -242,7 +245,7 @@ std::string x_definition(const layout &record) {
 
 bool holds_elements(const layout &record, form kind) {
     return std::ranges::any_of(record.fields, [&](const field &f) {
-        return f.kind == form::list && is_number(*f.inner) && f.inner->fields[0].kind == kind;
+        return f.kind == form::list && f.inner->is_bare() && f.inner->fields[0].kind == kind;
     });
 }
 
@@ -259,14 +262,14 @@ std::string x_text(const std::vector<const wire_type *> &types) {
     std::vector<const layout *> records;
     std::string aliases;
     for (const wire_type *type : types) {
-        if (!type->wire->name.empty() && !is_number(*type->wire)) {
+        if (!type->wire->name.empty() && !type->wire->is_bare()) {
             collect(*type->wire, records);
         } else {
             if (type->wire->name.empty()) collect(*type->wire->fields[0].inner, records);
             aliases += x_alias(*type);
         }
     }
-    std::erase_if(records, [](const layout *one) { return one->name.empty() || is_number(*one); });
+    std::erase_if(records, [](const layout *one) { return one->name.empty() || one->is_bare(); });
     std::string text;
     for (const x_typedef_of &known : x_typedefs) {
         const auto holds_it = [&](const layout *one) { return holds_elements(*one, known.kind); };

@@ -20,14 +20,16 @@ const std::vector<wire_type> &xdr_types();
 // The type of this name, which may be that of its routine. Throws failure.
 const wire_type &xdr_type_called(const std::string &name);
 
-// What a type is: "record", "enumeration" ...
+// What a type is: "record", "enumeration" ..., and all that one may be.
 std::string_view kind_text(const wire_type &type);
+const std::vector<std::string> &kind_texts();
 
 // The name of a record's type: that of the typedef, which is the struct's tag with another ending.
 std::string name_text(const tbs::wire::layout &record);
 
-// Throws failure unless the type's routine decodes the whole of the bytes and encodes the same again.
-void require_round_trip(const wire_type &type, const bytes &encoded);
+// Throws failure unless the type's routine decodes the bytes, and all of them. It need not encode the same: of a
+// configuration record it chooses the format anew.
+void require_decodable(const wire_type &type, const bytes &encoded);
 
 } // namespace tool
 

@@ -43,8 +43,7 @@ int list_types(const options &o) {
 void add_xdr_types(command parent, action &chosen) {
     const auto o = std::make_shared<options>();
     const command types_command = parent.add("types", "List the types of records");
-    types_command.option("--kind", o->kind, "KIND", "Those of one kind")
-        .one_of({"number", "enumeration", "flags", "record", "union", "handle"});
+    types_command.option("--kind", o->kind, "KIND", "Those of one kind").one_of(kind_texts());
     types_command.flag("--json", o->as_json, "Answer in JSON");
     types_command.runs([o] { return list_types(*o); }, chosen);
 }

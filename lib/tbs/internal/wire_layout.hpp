@@ -12,6 +12,7 @@
 #include <array>
 #include <span>
 #include <string_view>
+#include <utility>
 
 namespace tbs::wire {
 
@@ -38,6 +39,28 @@ enum class form : uint8_t {
 };
 inline constexpr size_t number_of_forms = static_cast<size_t>(form::absent_byte) + 1;
 
+// Something for each form. The rows may stand in any order; a table that leaves a form out does not compile.
+template <class V> class form_table {
+public:
+    struct row {
+        form kind;
+        V value;
+    };
+
+    consteval form_table(const row (&rows)[number_of_forms]) {
+        bool is_there[number_of_forms] = {};
+        for (const row &one : rows) {
+            const auto at = static_cast<size_t>(one.kind);
+            if (std::exchange(is_there[at], true)) throw "a form stands there twice, so another one does not";
+            values_[at] = one.value;
+        }
+    }
+    constexpr V operator[](form kind) const { return values_[static_cast<size_t>(kind)]; }
+
+private:
+    V values_[number_of_forms] = {};
+};
+
 struct layout;
 
 // The member that says how lists whose look depends on a record's format are written.
@@ -55,21 +78,34 @@ struct field {
     const layout *narrow = nullptr;   // list: the elements in the format that sends less of them, if there is one
     const names_of_values *names = nullptr; // number, choice
 
+    // The number that is kept of a unit.
+    [[nodiscard]] constexpr uint32_t kept(uint32_t word) const {
+        return bits < 32 ? word & ((uint32_t{1} << bits) - 1) : word;
+    }
+    // Whether records of this format have such a member.
+    [[nodiscard]] constexpr bool is_in(uint32_t format) const {
+        return !narrow || format == cr_narrow_format || format == cr_wide_format;
+    }
     // The elements of a list in a record of this format.
     [[nodiscard]] constexpr const layout &inner_in(uint32_t format) const {
         return narrow && format == cr_narrow_format ? *narrow : *inner;
     }
 };
 
+inline constexpr std::string_view bare_name = "value";
+
 struct layout {
     std::string_view name; // of the C type
     std::span<const field> fields;
     size_t least; // bytes of the shortest encoding
+
+    // Whether it is a value by itself, as elements of lists are, not an object with members.
+    [[nodiscard]] constexpr bool is_bare() const { return fields.size() == 1 && fields[0].name == bare_name; }
 };
 
 // ---- names, from the compiler
 
-// The name of a member; "value" for an object that travels by itself.
+// The name of a member; `bare_name` for an object that travels by itself.
 template <auto M> constexpr std::string_view name_of() {
     if constexpr (std::is_member_object_pointer_v<decltype(M)>) {
         std::string_view text = __PRETTY_FUNCTION__; // "... M = &record::member; ..." or "... M = &record::member]"
@@ -77,7 +113,7 @@ template <auto M> constexpr std::string_view name_of() {
         text = text.substr(0, text.find_first_of(";]"));
         return text.substr(text.rfind(':') + 1);
     } else {
-        return "value";
+        return bare_name;
     }
 }
 

@@ -13,7 +13,7 @@ class sampler {
 public:
     explicit sampler(uint64_t seed) : random_(seed) {}
 
-    // Bytes that decode, and encode to the same bytes again.
+    // Bytes that decode, and encode to the same bytes again; but a configuration record has any format and flags.
     std::vector<uint8_t> make(const layout &record) {
         bytes_.clear();
         add(record);
@@ -41,14 +41,27 @@ private:
         for (const field &one : record.fields) add(one);
     }
     void add(const field &f) {
-        static constexpr void (sampler::*by_form[])(const field &) = {
-            &sampler::add_number,     &sampler::add_hyper,    &sampler::add_hyper, &sampler::add_real,
-            &sampler::add_identifier, &sampler::add_sid,      &sampler::add_time,  &sampler::add_text,
-            &sampler::add_data,       &sampler::add_record,   &sampler::add_list,  &sampler::add_entries,
-            &sampler::add_optional,   &sampler::add_constant, &sampler::add_zero,  &sampler::add_zero,
-            &sampler::add_choice,     &sampler::add_zero};
-        static_assert(std::size(by_form) == number_of_forms);
-        (this->*by_form[static_cast<size_t>(f.kind)])(f);
+        static constexpr form_table<void (sampler::*)(const field &)> add_of({
+            {form::number, &sampler::add_number},
+            {form::hyper, &sampler::add_hyper},
+            {form::low_hyper, &sampler::add_hyper},
+            {form::real, &sampler::add_real},
+            {form::identifier, &sampler::add_identifier},
+            {form::sid, &sampler::add_sid},
+            {form::time, &sampler::add_time},
+            {form::text, &sampler::add_text},
+            {form::data, &sampler::add_data},
+            {form::record, &sampler::add_record},
+            {form::list, &sampler::add_list},
+            {form::entries, &sampler::add_entries},
+            {form::optional, &sampler::add_optional},
+            {form::constant, &sampler::add_constant},
+            {form::link, &sampler::add_zero},
+            {form::offset, &sampler::add_zero},
+            {form::choice, &sampler::add_choice},
+            {form::absent_byte, &sampler::add_zero},
+        });
+        (this->*add_of[f.kind])(f);
     }
 
     uint32_t named_value(const names_of_values &names) {
@@ -61,7 +74,7 @@ private:
         if (f.names && !one_in(16)) return put(named_value(*f.names));
         uint32_t number = one_in(8) ? any() : below(1000);
         if (f.name == format_member) format_ = number = one_in(2) ? cr_narrow_format : cr_wide_format;
-        put(f.bits < 32 ? number & ((uint32_t{1} << f.bits) - 1) : number);
+        put(f.kept(number));
     }
     void add_hyper(const field &) {
         put(one_in(8) ? any() : 0);

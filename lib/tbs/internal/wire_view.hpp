@@ -60,14 +60,27 @@ private:
         return true;
     }
     bool show(const field &f) {
-        static constexpr bool (viewer::*by_form[])(const field &) = {
-            &viewer::show_number,     &viewer::show_hyper,      &viewer::show_low_hyper, &viewer::show_real,
-            &viewer::show_identifier, &viewer::show_sid,        &viewer::show_time,      &viewer::show_text,
-            &viewer::show_data,       &viewer::show_record,     &viewer::show_list,      &viewer::show_entries,
-            &viewer::show_optional,   &viewer::show_constant,   &viewer::show_link,      &viewer::show_offset,
-            &viewer::show_choice,     &viewer::show_absent_byte};
-        static_assert(std::size(by_form) == number_of_forms);
-        return (this->*by_form[static_cast<size_t>(f.kind)])(f);
+        static constexpr form_table<bool (viewer::*)(const field &)> show_of({
+            {form::number, &viewer::show_number},
+            {form::hyper, &viewer::show_hyper},
+            {form::low_hyper, &viewer::show_low_hyper},
+            {form::real, &viewer::show_real},
+            {form::identifier, &viewer::show_identifier},
+            {form::sid, &viewer::show_sid},
+            {form::time, &viewer::show_time},
+            {form::text, &viewer::show_text},
+            {form::data, &viewer::show_data},
+            {form::record, &viewer::show_record},
+            {form::list, &viewer::show_list},
+            {form::entries, &viewer::show_entries},
+            {form::optional, &viewer::show_optional},
+            {form::constant, &viewer::show_constant},
+            {form::link, &viewer::show_link},
+            {form::offset, &viewer::show_offset},
+            {form::choice, &viewer::show_choice},
+            {form::absent_byte, &viewer::show_absent_byte},
+        });
+        return (this->*show_of[f.kind])(f);
     }
 
     bool stop(const char *why) {
@@ -95,7 +108,7 @@ private:
     bool show_number(const field &f) {
         if (!has(unit)) return false;
         const uint32_t word = word_at(at_);
-        const uint32_t kept = f.bits < 32 ? word & ((uint32_t{1} << f.bits) - 1) : word;
+        const uint32_t kept = f.kept(word);
         const int64_t as_signed = static_cast<int32_t>(word);
         if (f.name == format_member) format_ = kept;
         return put(f.name, unit, f.is_signed ? static_cast<uint64_t>(as_signed) : kept, f.is_signed, f.names);
@@ -216,8 +229,7 @@ private:
     }
     bool show_list(const field &f) {
         uint32_t count = 0;
-        if (f.narrow && format_ != cr_narrow_format && format_ != cr_wide_format)
-            return stop("no record has such a format");
+        if (!f.is_in(format_)) return stop("no record has such a format");
         return show_both_counts(f, count) && one_level_down([&] { return show_elements(f, count); });
     }
     bool show_entries(const field &f) {
