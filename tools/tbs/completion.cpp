@@ -30,6 +30,7 @@ std::string join(const std::vector<std::string> &words, std::string_view between
 
 std::vector<std::string> names_of(const std::vector<command_text> &commands) {
     std::vector<std::string> names;
+    names.reserve(commands.size());
     for (const command_text &one : commands) names.push_back(one.name);
     return names;
 }

@@ -107,6 +107,7 @@ int run_traced(const std::vector<std::string> &command, const std::string &trace
                                       "-e",     traced_calls(), "-o", trace_path, "--"};
     words.insert(words.end(), command.begin(), command.end());
     std::vector<char *> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string &word : words) arguments.push_back(word.data());
     arguments.push_back(nullptr);
     int exit_status = 0;

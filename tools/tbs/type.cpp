@@ -54,7 +54,7 @@ struct explanation {
     std::vector<tried_test> tests;
 };
 
-class explainer : private tbs::typing::observer {
+class explainer final : private tbs::typing::observer {
 public:
     explainer() {
         for (const std::string &file : type_files_of_path()) rules_.read(file);

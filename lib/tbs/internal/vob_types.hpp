@@ -21,7 +21,8 @@ struct wire_type {
 
 template <class T>
 wire_type make_type(const char *name, bool_t (*pass)(XDR *, T *), type_kind kind, const layout *l) {
-    return {name, reinterpret_cast<xdrproc_t>(pass), sizeof(T), kind, l};
+    constexpr size_t size = sizeof(std::conditional_t<std::is_pointer_v<T>, void *, T>);
+    return {name, reinterpret_cast<xdrproc_t>(pass), size, kind, l};
 }
 
 template <class T> wire_type scalar_type(const char *name, bool_t (*pass)(XDR *, T *)) {

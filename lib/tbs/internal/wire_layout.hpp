@@ -47,7 +47,7 @@ public:
         V value;
     };
 
-    consteval form_table(const row (&rows)[number_of_forms]) {
+    explicit consteval form_table(const row (&rows)[number_of_forms]) {
         bool is_there[number_of_forms] = {};
         for (const row &one : rows) {
             const auto at = static_cast<size_t>(one.kind);

@@ -68,7 +68,9 @@ private:
         const auto pick = [&] {
             return static_cast<uint32_t>(names.values[below(static_cast<uint32_t>(names.values.size()))].value);
         };
-        return names.are_flags ? pick() | pick() : pick();
+        uint32_t value = pick();
+        if (names.are_flags) value |= pick();
+        return value;
     }
     void add_number(const field &f) {
         if (f.names && !one_in(16)) return put(named_value(*f.names));
