@@ -1,5 +1,6 @@
 #include "acl_check_support.hpp"
 #include "support/memory_meter.hpp"
+#include "support/under_sanitizer.hpp"
 #include "tbs/tbs_rolemap.h"
 
 #include <map>
@@ -736,7 +737,8 @@ TEST(TbsEffectiveAcl, FollowsThePlainModelOnRandomInputs) {
     recorder printed;
     random_inputs random;
     unsigned refused = 0;
-    for (int run = 0; run < 50'000; run++) {
+    constexpr unsigned runs = under_thread_sanitizer ? 1'000 : 50'000; // of one thread
+    for (unsigned run = 0; run < runs; run++) {
         random.next();
         const entries policy = random.policy();
         const bindings map = random.map();
@@ -744,8 +746,8 @@ TEST(TbsEffectiveAcl, FollowsThePlainModelOnRandomInputs) {
         ASSERT_EQ(effective(make_policy(policy), make_map(map), printed), expected) << "run " << run;
         refused += expected.status != 0;
     }
-    EXPECT_GT(refused, 1'000u);
-    EXPECT_LT(refused, 25'000u);
+    EXPECT_GT(refused, runs / 50);
+    EXPECT_LT(refused, runs / 2);
 }
 
 // ---- generic permissions by names
