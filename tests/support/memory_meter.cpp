@@ -1,17 +1,11 @@
 #include "support/memory_meter.hpp"
 
+#include "support/under_sanitizer.hpp"
+
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <malloc.h>
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define ORSIK_SANITIZED 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define ORSIK_SANITIZED 1
-#endif
-#endif
 
 namespace {
 
@@ -36,7 +30,7 @@ void gave(size_t size) {
 
 } // namespace
 
-#ifdef ORSIK_SANITIZED
+#if ORSIK_SANITIZED
 
 // The sanitizer owns malloc(); it tells of what happens there.
 extern "C" {

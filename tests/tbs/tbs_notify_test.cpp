@@ -4,6 +4,7 @@
 #include "support/all_threads.hpp"
 #include "support/faults.hpp"
 #include "support/mail_server.hpp"
+#include "support/under_sanitizer.hpp"
 #include "tbs/notify_test_support.hpp"
 
 #include <atomic>
@@ -635,11 +636,7 @@ TEST_F(Notify, EveryAllocationMayFail) {
     EXPECT_GT(taken_back, 0);
 }
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int mails_in_a_row = 300;
-#else
-constexpr int mails_in_a_row = 10000;
-#endif
+constexpr int mails_in_a_row = under_sanitizer ? 300 : 10000;
 
 int open_descriptors() {
     int count = 0;

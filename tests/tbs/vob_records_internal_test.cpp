@@ -6,6 +6,7 @@
 #include "support/faults.hpp"
 #include "support/memory_meter.hpp"
 #include "support/sink.hpp"
+#include "support/under_sanitizer.hpp"
 #include "support/xdr_streams.hpp"
 
 #include <gtest/gtest.h>
@@ -93,13 +94,7 @@ TEST(VobTypes, AreTheWholeFamily) {
 }
 
 TEST(VobTypes, ComeBackFromTheirBytes) {
-#ifdef __SANITIZE_THREAD__
-    constexpr int rounds = 100;
-#elif defined(__SANITIZE_ADDRESS__)
-    constexpr int rounds = 500;
-#else
-    constexpr int rounds = 10'000;
-#endif
+    constexpr int rounds = under_thread_sanitizer ? 100 : under_address_sanitizer ? 500 : 10'000;
     XDR sent;
     ASSERT_EQ(xdrstg_create(&sent, XDR_ENCODE, 65536), 0);
     for (const wire_type &type : vob_types()) {

@@ -3,6 +3,7 @@
 //
 // In a console block a line that begins with "$ " is a command, the lines behind it are what it prints; "..." stands for any
 // lines. Each block is one shell, which starts in the top directory with the built tool in PATH.
+#include "support/under_sanitizer.hpp"
 #include "tool/tool_runner.hpp"
 
 #include <algorithm>
@@ -39,19 +40,7 @@ std::vector<session> sessions_of(const std::string &path) {
     return found;
 }
 
-// A program that is compiled without a sanitizer cannot load libraries that have one.
-#if defined(__has_feature)
-#define TEST_HAS_FEATURE(x) __has_feature(x)
-#else
-#define TEST_HAS_FEATURE(x) 0
-#endif
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || TEST_HAS_FEATURE(address_sanitizer) ||          \
-    TEST_HAS_FEATURE(thread_sanitizer)
-constexpr bool sanitized = true;
-#else
-constexpr bool sanitized = false;
-#endif
-
+// Left out under sanitizers: a program that is compiled without one cannot load libraries that have one.
 bool compiles(const session &commands) {
     return std::any_of(commands.begin(), commands.end(), [](const command &c) { return c.text.starts_with("cc "); });
 }
@@ -102,7 +91,7 @@ TEST(Documents, ShowWhatHappens) {
     size_t count = 0;
     for (const std::string &file : files) {
         for (const session &commands : sessions_of(file)) {
-            if (sanitized && compiles(commands)) continue;
+            if (under_sanitizer && compiles(commands)) continue;
             const auto printed = run_session(commands, host_data);
             for (size_t i = 0; i < commands.size(); i++) {
                 SCOPED_TRACE(commands[i].where + ": " + commands[i].text);
