@@ -8,12 +8,13 @@ cmake --preset coverage >/dev/null
 cmake --build --preset coverage -- --quiet
 profiles=build/coverage/profiles
 rm -rf "$profiles"
-mkdir -p "$profiles"
-LLVM_PROFILE_FILE=$PWD/$profiles/%p-%m.profraw ctest --preset coverage --output-on-failure
-llvm-profdata-14 merge -sparse "$profiles"/*.profraw -o "$profiles/all.profdata"
+ctest --preset coverage
+find "$profiles" -name '*.profraw' >"$profiles/list"
+# Processes that a test kills or stops from writing leave what cannot be read.
+llvm-profdata-14 merge -sparse -failure-mode=all -f "$profiles/list" -o "$profiles/all.profdata"
 
 objects=()
-for library in build/coverage/lib/liborsik*.so; do
+for library in build/coverage/lib/lib*.so; do
     objects+=(-object "$library")
 done
 for program in build/coverage/tests/*/*_internal_test; do

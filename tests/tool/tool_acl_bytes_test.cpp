@@ -252,8 +252,8 @@ TEST(Encoded, BytesAreCheckedShownAndComparedLikeTexts) {
     for (const auto &[file, classic] : samples) {
         const temp_dir dir;
         ASSERT_EQ(run_acl({"encode", policy(file), "-o", dir / "bytes"}, classic).status, 0);
-        const auto same = [&, c = classic](std::vector<std::string> words) {
-            words.insert(words.begin() + 1, policy(file));
+        const auto same = [&, f = file, c = classic](std::vector<std::string> words) {
+            words.insert(words.begin() + 1, policy(f));
             const outcome text = run_acl(words, c);
             words[1] = dir / "bytes";
             words.push_back("--encoded");
