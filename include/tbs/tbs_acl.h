@@ -103,7 +103,7 @@ typedef struct tbs_sid_acl_id {
     tbs_acl_id_kind_t kind;
     char *domain;      /**< owned or NULL; empty for users and groups */
     char *name;        /**< owned or NULL; the role's name, empty for users and groups */
-    credutl_sid_t sid; /**< of users and groups; CREDUTL_SID_NOBODY for others */
+    credutl_sid_t sid; /**< of users and groups; else, and when a name is unknown, CREDUTL_SID_NOBODY or all zero */
 } tbs_sid_acl_id_t;
 
 /** Entry of a SID ACL. */
@@ -200,8 +200,9 @@ TBS_API tbs_status_t tbs_sid_acl_filter(tbs_sid_acl_h_t acl, const credutl_sid_t
 
 /**
  * Finds an identity's entry. Everyone, Owner-User and Owner-Group match by kind alone; all others by kind, domain and
- * name, compared without case (Unicode default case folding, whatever the locale); NULL matches only NULL. The
- * identity is compared as it is given: it is not normalised as by tbs_acl_set_entry().
+ * name, compared without case (Unicode default case folding, whatever the locale); NULL matches only NULL, but for a
+ * domain's name and a role's domain, where it counts as "". The identity is compared as it is given: it is not
+ * normalised as by tbs_acl_set_entry().
  *
  * @param acl  the ACL.
  * @param id   the identity.
@@ -373,6 +374,7 @@ TBS_API tbs_status_t tbs_acl_utl_id_from_str(const char *text, tbs_acl_id_t *id_
 
 /**
  * Reads a SID identity and resolves the names of users and groups. A SID identity is never of the kind Domain.
+ * A Role has no SID: its record is all zero. Text beyond 1023 bytes is ignored.
  *
  * @param text         terminated text.
  * @param[out] id_out  the identity, its strings released with tbs_sid_acl_free_id(); on failure there is nothing to
@@ -446,7 +448,8 @@ TBS_API const char *tbs_acl_utl_perm_set_to_str(tbs_acl_permission_set_t perms, 
                                                 size_t extra_count, const tbs_acl_generic_map_t *map) TBS_NOEXCEPT;
 
 /**
- * Reads a permission set: names separated by ",", found without case; generic ones are expanded by the map.
+ * Reads a permission set: names separated by ",", found without case; generic ones are expanded by the map. Text
+ * beyond 1023 bytes is ignored.
  *
  * @param text           the names; NULL or "" is the empty set.
  * @param extra          the caller's names, searched before the built-in ones; may be NULL when @p extra_count is 0.
@@ -681,8 +684,7 @@ TBS_API tbs_status_t tbs_sid_acl_encode(tbs_sid_acl_h_t acl, uint32_t *length_ou
  * @retval 0               decoded
  * @retval TBS_ST_ERROR    not an encoding: "tbs_acl_decode: Problem decoding (possibly corrupt) ACL at or around byte
  *                         offset N", N being where decoding stopped: where the first item stands that is cut off, or
- *                         behind a refused one; or an entry's
- *                         identity is not valid (its message is printed)
+ *                         behind a refused one; or an entry's identity is not valid (its message is printed)
  * @retval TBS_ST_EINVAL   an entry cannot be set (its message is printed), or a pointer is NULL
  * @retval TBS_ST_ENOMEM   no memory
  */
@@ -798,7 +800,7 @@ TBS_API bool_t xdr_tbs_sid_acl_fragment_t(XDR *stream, tbs_sid_acl_h_t *acl, uin
  * the file's mode says for its class (the owner's for the owner, the group's for other users and for groups, the
  * others' for everyone). Domain, Role and unknown kinds never do. Entries that the platform refuses, such as those of
  * SIDs without an id on this host, are left out, and traced at verbosity 3 under "tbs_acl". Owner, owning group, others
- * and mask are always there.
+ * and mask are always there; where others may read, the owner and the owning group may too.
  *
  * @param acl           the SID ACL; may be NULL.
  * @param owners        the owner and the owning group of the object.
@@ -808,8 +810,8 @@ TBS_API bool_t xdr_tbs_sid_acl_fragment_t(XDR *stream, tbs_sid_acl_h_t *acl, uin
  *                      whenever the result is not 0. May be NULL.
  * @retval 0                               made
  * @retval TBS_ST_SUCCESS_WITH_EXCEPTION   (1033) the platform has no ACLs
- * @retval TBS_ST_EINVAL                   @p owners is NULL, or the ACL is not valid (a user or group stands in it
- *                                         twice)
+ * @retval TBS_ST_EINVAL                   @p owners is NULL though there are entries, or the ACL is not valid (a user
+ *                                         or group stands in it twice)
  * @retval TBS_ST_ENOMEM                   no memory
  * @return  else the status of the platform's error, traced at verbosity 1.
  */

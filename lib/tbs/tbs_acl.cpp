@@ -16,6 +16,12 @@ namespace {
 
 bool same_text(const char *a, const char *b) { return a && b ? strutl_stricoll(a, b) == 0 : a == b; }
 
+// Of a part that the kind has no use for, nothing and an empty text are the same: entries hold the latter, and who
+// looks for one may give either.
+bool same_text(const char *a, const char *b, bool is_used) {
+    return is_used ? same_text(a, b) : same_text(a ? a : "", b ? b : "");
+}
+
 uint32_t text_hash(tbs_acl_id_kind_t kind, const char *text) {
     return account_hash(kind, text ? strutl_fold_hash(text, kind) : kind);
 }
@@ -118,8 +124,9 @@ size_t length(const char *text) { return text ? std::strlen(text) : 0; }
 } // namespace
 
 bool matches(const tbs_acl_id_t &a, const tbs_acl_id_t &b) {
-    if (a.kind != b.kind || !is_kind(a.kind)) return false;
-    return matches_by_kind(a.kind) || (same_text(a.domain, b.domain) && same_text(a.name, b.name));
+    if (a.kind != b.kind || matches_by_kind(a.kind)) return a.kind == b.kind;
+    const bool has_domain = a.kind != TBS_ACL_ID_ROLE, has_name = a.kind != TBS_ACL_ID_DOMAIN;
+    return same_text(a.domain, b.domain, has_domain) && same_text(a.name, b.name, has_name);
 }
 
 bool matches(const tbs_sid_acl_id_t &a, const tbs_sid_acl_id_t &b) {
@@ -131,7 +138,6 @@ bool matches(const tbs_sid_acl_id_t &a, const tbs_sid_acl_id_t &b) {
 }
 
 std::optional<uint32_t> hash_of(const tbs_acl_id_t &id) {
-    if (!is_kind(id.kind)) return std::nullopt;
     if (matches_by_kind(id.kind)) return account_hash(id.kind, 0);
     return account_hash(id.kind, credutl_name_hash(id.domain, id.name));
 }

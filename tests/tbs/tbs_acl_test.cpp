@@ -27,8 +27,7 @@ struct classic {
     static constexpr auto remove = tbs_acl_remove_entry;
     static constexpr auto compare = tbs_acl_cmp_acl;
     static constexpr auto free = tbs_acl_free;
-    static constexpr auto free_id = tbs_acl_free_id;
-    static constexpr tbs_status_t refused_kind = TBS_ST_EINVAL, refused_text = TBS_ST_ERROR;
+    static constexpr tbs_status_t refused_kind = TBS_ST_EINVAL;
     static constexpr size_t element_size = 32;
 
     static tbs_acl_ent_t *entries(tbs_acl_h_t acl) { return acl->entries; }
@@ -47,8 +46,7 @@ struct by_sid {
     static constexpr auto remove = tbs_sid_acl_remove_entry;
     static constexpr auto compare = tbs_sid_acl_cmp_acl;
     static constexpr auto free = tbs_sid_acl_free;
-    static constexpr auto free_id = tbs_sid_acl_free_id;
-    static constexpr tbs_status_t refused_kind = 1, refused_text = 1;
+    static constexpr tbs_status_t refused_kind = 1;
     static constexpr size_t element_size = 72;
 
     static tbs_acl_cooked_ent_t *entries(tbs_sid_acl_h_t acl) { return acl->entries->entries; }
@@ -330,6 +328,7 @@ TEST(TbsAclFindEntry, ComparesWithoutCaseAndWithoutNormalising) {
     ASSERT_EQ(tbs_acl_set_entry(acl.handle, {TBS_ACL_ID_USER, domain, name}, 1), 0);
     ASSERT_EQ(tbs_acl_set_entry(acl.handle, {TBS_ACL_ID_DOMAIN, domain, nullptr}, 2), 0);
     ASSERT_EQ(tbs_acl_set_entry(acl.handle, {TBS_ACL_ID_EVERYONE, domain, name}, 4), 0);
+    ASSERT_EQ(tbs_acl_set_entry(acl.handle, {TBS_ACL_ID_ROLE, nullptr, name}, 8), 0);
     const auto perms = [&](tbs_acl_id_t id) {
         const tbs_acl_ent_t *entry = tbs_acl_find_entry(acl.handle, &id);
         return entry ? entry->perms : 0;
@@ -339,10 +338,34 @@ TEST(TbsAclFindEntry, ComparesWithoutCaseAndWithoutNormalising) {
     EXPECT_EQ(perms({TBS_ACL_ID_USER, domain, nullptr}), 0u);
     EXPECT_EQ(perms({TBS_ACL_ID_USER, nullptr, name}), 0u);
     EXPECT_EQ(perms({TBS_ACL_ID_DOMAIN, upper_domain, none}), 2u);
-    EXPECT_EQ(perms({TBS_ACL_ID_DOMAIN, domain, nullptr}), 0u) << "NULL is not the empty text";
+    EXPECT_EQ(perms({TBS_ACL_ID_DOMAIN, domain, nullptr}), 2u) << "the part that a domain has no use for";
+    EXPECT_EQ(perms({TBS_ACL_ID_DOMAIN, domain, name}), 0u);
+    EXPECT_EQ(perms({TBS_ACL_ID_DOMAIN, nullptr, none}), 0u);
+    EXPECT_EQ(perms({TBS_ACL_ID_ROLE, nullptr, upper_name}), 8u);
+    EXPECT_EQ(perms({TBS_ACL_ID_ROLE, none, name}), 8u);
+    EXPECT_EQ(perms({TBS_ACL_ID_ROLE, domain, name}), 0u);
+    EXPECT_EQ(perms({TBS_ACL_ID_ROLE, nullptr, nullptr}), 0u);
     EXPECT_EQ(perms({TBS_ACL_ID_EVERYONE, nullptr, nullptr}), 4u);
     EXPECT_EQ(perms({TBS_ACL_ID_EVERYONE, upper_domain, none}), 4u);
     EXPECT_EQ(perms({TBS_ACL_ID_NONE, domain, name}), 0u);
+}
+
+TEST(TbsAclFindEntry, ComparesUnknownKindsByDomainAndName) {
+    char domain[] = "Corp", name[] = "fred", upper_name[] = "FRED";
+    tbs_acl_ent_t entries[] = {{{9, domain, name}, 1}, {{TBS_ACL_ID_NONE, nullptr, nullptr}, 2}};
+    const tbs_acl_t plain = {std::size(entries), entries, nullptr};
+    tbs_acl_h_t acl = nullptr;
+    ASSERT_EQ(tbs_acl_set_acl(&acl, &plain), 0);
+    const auto perms = [&](tbs_acl_id_t id) {
+        const tbs_acl_ent_t *entry = tbs_acl_find_entry(acl, &id);
+        return entry ? entry->perms : 0;
+    };
+    EXPECT_EQ(perms({9, domain, upper_name}), 1u);
+    EXPECT_EQ(perms({8, domain, name}), 0u);
+    EXPECT_EQ(perms({9, domain, nullptr}), 0u);
+    EXPECT_EQ(perms({TBS_ACL_ID_NONE, nullptr, nullptr}), 2u);
+    EXPECT_TRUE(tbs_acl_cmp_acl(&acl, &acl));
+    tbs_acl_free_acl(&acl);
 }
 
 TEST(TbsSidAclFindEntry, ComparesWhatTheKindUses) {
