@@ -351,7 +351,7 @@ KS_API int credutl_client_from_rpc(const void *request, credutl_client_t **clien
  * Makes a handle from ready SID credentials (copied).
  *
  * @param domain  the client's domain; NULL when there is none.
- * @return  0, KS_EINVAL, KS_ENOMEM, KS_ENAMETOOLONG for a domain over 255 bytes.
+ * @return  0, KS_EINVAL, KS_ENOMEM, KS_ENAMETOOLONG for a domain over 256 bytes.
  */
 KS_API int credutl_client_from_sids(const char *domain, const credutl_sid_credentials_t *sids,
                                     credutl_client_t **client_out) KS_NOEXCEPT;

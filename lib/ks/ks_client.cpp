@@ -22,7 +22,7 @@ struct credutl_client {
 namespace ks {
 namespace {
 
-constexpr size_t max_domain = 255;
+constexpr size_t max_domain = 256;
 
 // Collects SIDs in their order, each once; the first one added is the primary group.
 class group_list {

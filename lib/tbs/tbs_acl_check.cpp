@@ -7,7 +7,7 @@ namespace tbs::acl {
 namespace {
 
 constexpr size_t domain_size = 257; // of a client's domain
-constexpr size_t part_size = 256;   // of each part of an account's name
+constexpr size_t part_size = 257;   // of each part of an account's name
 
 using owned_strings = owned<credutl_string_credentials_t *, credutl_free_string_credentials>;
 using owned_sids = owned<credutl_sid_credentials_t *, credutl_free_sid_credentials>;

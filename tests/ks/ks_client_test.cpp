@@ -424,18 +424,18 @@ TEST_F(ReadyClient, StringsComeBackAsStrings) {
     credutl_free_cracked(nullptr);
 }
 
-TEST_F(ReadyClient, DomainsHave255BytesAtMostAndMustFit) {
+TEST_F(ReadyClient, DomainsHave256BytesAtMostAndMustFit) {
     credutl_client_t *client = nullptr;
-    EXPECT_EQ(credutl_client_from_sids(std::string(256, 'D').c_str(), &sids, &client), KS_ENAMETOOLONG);
-    ASSERT_EQ(credutl_client_from_sids(std::string(255, 'D').c_str(), &sids, &client), 0);
+    EXPECT_EQ(credutl_client_from_sids(std::string(257, 'D').c_str(), &sids, &client), KS_ENAMETOOLONG);
+    ASSERT_EQ(credutl_client_from_sids(std::string(256, 'D').c_str(), &sids, &client), 0);
     const client_ptr owner(client);
-    char domain[256] = "old";
+    char domain[257] = "old";
     credutl_cracked_t cracked{};
-    EXPECT_EQ(credutl_crack_client(client, domain, 255, &cracked), KS_ENAMETOOLONG);
+    EXPECT_EQ(credutl_crack_client(client, domain, 256, &cracked), KS_ENAMETOOLONG);
     EXPECT_STREQ(domain, "old");
     EXPECT_EQ(cracked.sids, nullptr);
-    EXPECT_EQ(credutl_crack_client(client, domain, 256, &cracked), 0);
-    EXPECT_EQ(std::string(domain), std::string(255, 'D'));
+    EXPECT_EQ(credutl_crack_client(client, domain, 257, &cracked), 0);
+    EXPECT_EQ(std::string(domain), std::string(256, 'D'));
     credutl_free_cracked(&cracked);
 }
 

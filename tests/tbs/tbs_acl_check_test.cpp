@@ -201,7 +201,7 @@ TEST_F(TbsAclCheckPermission, SplitsNamesOfCredentialsAtTheFirstSeparator) {
 }
 
 TEST_F(TbsAclCheckPermission, NeverMatchesACutName) {
-    const std::string longest(255, 'n'), longer(256, 'n');
+    const std::string longest(256, 'n'), longer(257, 'n');
     ASSERT_EQ(set(acl_, TBS_ACL_ID_USER, "CORP", longest.c_str(), 1), 0);
     ASSERT_EQ(set(acl_, TBS_ACL_ID_GROUP, longest.c_str(), "g", 2), 0);
     const auto of = [](const std::string &user, const std::string &group) {
