@@ -109,7 +109,10 @@ wire::cursor get_fragment(wire::source &s, wire::cursor at, tbs_sid_acl_h_t &acl
     const bool progresses = piece > 0 || total == cursor;
     if (piece > TBS_SID_ACL_FRAGMENT_ENTRIES || cursor > total || piece > total - cursor || !progresses)
         return nullptr;
-    if (first) acl = new_sid_acl();
+    if (first) {
+        acl = new_sid_acl();
+        if (piece > 1) enlarge(acl->entries->entries, 0, piece); // just for the piece
+    }
     reserve(acl->entries->entries, acl->entries->count, uint64_t{acl->entries->count} + piece);
     at = sid_entries::get_more(s, at, *acl->entries, piece);
     if (at) cursor = after_piece(cursor, piece, total);
