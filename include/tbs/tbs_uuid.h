@@ -119,7 +119,7 @@ TBS_API tbs_status_t tbs_uuid_to_time(const tbs_uuid_t *uuid, time_t *time_out) 
  * @param stream        the stream.
  * @param buffer_size   size of @p buffer in bytes; with less than #TBS_UUID_SCAN_SIZE nothing is read.
  * @param skip_newline  non-zero: the white space behind the word is read too.
- * @param buffer        receives the word; "" when there is none, untouched when its size is 0.
+ * @param buffer        receives the word; "" when there is none, whatever its size: it has at least one byte.
  * @return  1 when a word was read, 0 when nothing was, EOF at the end of the stream.
  */
 TBS_API int tbs_fscanf_uuid(FILE *stream, size_t buffer_size, tbs_boolean_t skip_newline, char *buffer) TBS_NOEXCEPT;

@@ -175,7 +175,8 @@ template <class T> int order(T a, T b) { return a < b ? -1 : a > b; }
 
 extern "C" tbs_status_t tbs_uuid_gen(tbs_uuid_t *uuid_out) noexcept {
     if (!uuid_out) return TBS_ST_EINVAL;
-    ks_uuid_t uuid = {};
+    ks_uuid_t uuid;
+    std::memcpy(&uuid, uuid_out, sizeof uuid); // a system that fails may leave it as it is
     const int failure = UuidCreate(&uuid);
     std::memcpy(uuid_out, &uuid, sizeof uuid);
     if (failure == 0) return 0;
@@ -238,7 +239,7 @@ extern "C" tbs_status_t tbs_uuid_to_time(const tbs_uuid_t *uuid, time_t *time_ou
 }
 
 extern "C" int tbs_fscanf_uuid(FILE *stream, size_t buffer_size, tbs_boolean_t skip_newline, char *buffer) noexcept {
-    if (!buffer || buffer_size == 0) return 0;
+    if (!buffer) return 0;
     *buffer = '\0';
     if (!stream || buffer_size < TBS_UUID_SCAN_SIZE) return 0;
     return skip_newline ? std::fscanf(stream, "%50s\n", buffer) : std::fscanf(stream, "%50s", buffer);
