@@ -138,8 +138,8 @@ typedef struct tbs_cr_dep_hash {
  * of "lib/tbs/tbs_cr".
  *
  * @param cr  the record.
- * @return  6 when a file outside the MVFS has a size that 32 bits do not hold; what stands behind the first of these is
- *          not looked at. Else 5; also for NULL.
+ * @return  6 when a file outside the MVFS has a size that is not from 0 to 2147483647; what stands behind the first of
+ *          these is not looked at. Else 5; also for NULL.
  */
 TBS_API int32_t tbs_cr_get_fmt_vers(const tbs_cr_t *cr) TBS_NOEXCEPT;
 
@@ -153,9 +153,10 @@ TBS_API tbs_boolean_t tbs_cr_is_supported_fmt(const int32_t *format_version) TBS
  *
  * @param      cr              the record. Flags beyond 16 bits end the process: see tbs_cr_get_fmt_vers().
  * @param[out] compressed_out  the compressed record, released with tbs_cr_free_compressed_stg(); untouched on failure.
- * @retval 0             done
- * @retval TBS_ST_ERROR  the record cannot be encoded, or not compressed; a NULL
+ * @retval 0              done
+ * @retval TBS_ST_ERROR   the record cannot be encoded, or not compressed
  * @retval TBS_ST_ENOMEM  no memory to begin with
+ * @retval TBS_ST_EINVAL  a pointer is NULL
  */
 TBS_API tbs_status_t tbs_cr_to_compressed(tbs_cr_t *cr, tbs_cr_compressed_t **compressed_out) TBS_NOEXCEPT;
 
@@ -167,9 +168,11 @@ TBS_API tbs_status_t tbs_cr_to_compressed(tbs_cr_t *cr, tbs_cr_compressed_t **co
  * @param[out] cr_out      receives the record; what it held is overwritten, not released. Untouched when the data cannot
  *                         be made whole again; after a failure later it holds what was read. So begin with a record of
  *                         zeros, and release it with tbs_cr_free_cr_xdr() whatever the result.
- * @retval 0             done
- * @retval TBS_ST_ERROR  the data is damaged, cut off, no zstd frame, beyond the limits of compress_uncompress(), or no
- *                       record of format 5 or 6; no memory (printed when it is the record's); a NULL
+ * @retval 0              done
+ * @retval TBS_ST_ERROR   the data is missing, damaged, cut off, no zstd frame, beyond the limits of
+ *                        compress_uncompress(), or no record of format 5 or 6; no memory (printed when it is the
+ *                        record's)
+ * @retval TBS_ST_EINVAL  a pointer is NULL
  */
 TBS_API tbs_status_t tbs_cr_compressed_to_cr(const tbs_cr_compressed_t *compressed, tbs_cr_t *cr_out) TBS_NOEXCEPT;
 
@@ -178,8 +181,9 @@ TBS_API tbs_status_t tbs_cr_compressed_to_cr(const tbs_cr_compressed_t *compress
  *
  * @param      transfer        the record.
  * @param[out] compressed_out  the copy, released with tbs_cr_free_compressed_stg(); untouched on failure.
- * @retval 0             done
- * @retval TBS_ST_ERROR  its format version is not 1; no memory; a NULL
+ * @retval 0              done
+ * @retval TBS_ST_ERROR   its format version is not 1; its data is missing; no memory
+ * @retval TBS_ST_EINVAL  a pointer is NULL
  */
 TBS_API tbs_status_t tbs_cr_vx_to_cr_compressed(const tbs_cr_compressed_t *transfer,
                                                 tbs_cr_compressed_t **compressed_out) TBS_NOEXCEPT;

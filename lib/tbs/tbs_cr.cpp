@@ -225,7 +225,7 @@ extern "C" tbs_boolean_t tbs_cr_is_supported_fmt(const int32_t *format_version) 
 // ---- the compressed form
 
 extern "C" tbs_status_t tbs_cr_to_compressed(tbs_cr_t *cr, tbs_cr_compressed_t **compressed_out) noexcept {
-    if (!cr || !compressed_out) return TBS_ST_ERROR;
+    if (!cr || !compressed_out) return TBS_ST_EINVAL;
     storage_stream stream;
     if (const int error = stream.encode()) return tbs_errno2status(error);
     if (!xdr_tbs_cr_t(stream.get(), cr)) return TBS_ST_ERROR;
@@ -241,7 +241,7 @@ extern "C" tbs_status_t tbs_cr_to_compressed(tbs_cr_t *cr, tbs_cr_compressed_t *
 }
 
 extern "C" tbs_status_t tbs_cr_compressed_to_cr(const tbs_cr_compressed_t *compressed, tbs_cr_t *cr_out) noexcept {
-    if (!compressed || !cr_out) return TBS_ST_ERROR;
+    if (!compressed || !cr_out) return TBS_ST_EINVAL;
     if (compressed->format_version != TBS_CR_COMPRESSED_CURR_FORMAT)
         pfm_assert_fail("(ccr_p->format_version == TBS_CR_COMPRESSED_CURR_FORMAT)", source_name, 193);
     size_t size = 0;
@@ -254,8 +254,8 @@ extern "C" tbs_status_t tbs_cr_compressed_to_cr(const tbs_cr_compressed_t *compr
 
 extern "C" tbs_status_t tbs_cr_vx_to_cr_compressed(const tbs_cr_compressed_t *transfer,
                                                    tbs_cr_compressed_t **compressed_out) noexcept {
-    if (!transfer || !compressed_out || transfer->format_version != TBS_CR_COMPRESSED_CURR_FORMAT)
-        return TBS_ST_ERROR;
+    if (!transfer || !compressed_out) return TBS_ST_EINVAL;
+    if (transfer->format_version != TBS_CR_COMPRESSED_CURR_FORMAT) return TBS_ST_ERROR;
     if (transfer->length && !transfer->data) return TBS_ST_ERROR;
     owned_compressed made = make_compressed();
     if (!made) return TBS_ST_ERROR;

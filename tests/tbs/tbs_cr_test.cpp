@@ -937,8 +937,8 @@ TEST(TbsCrToCompressed, TakesRecordsThatAreAllAlike) {
 TEST(TbsCrToCompressed, RefusesNulls) {
     sample of;
     owned_compressed made;
-    EXPECT_EQ(tbs_cr_to_compressed(nullptr, &made.value), TBS_ST_ERROR);
-    EXPECT_EQ(tbs_cr_to_compressed(&of.cr, nullptr), TBS_ST_ERROR);
+    EXPECT_EQ(tbs_cr_to_compressed(nullptr, &made.value), TBS_ST_EINVAL);
+    EXPECT_EQ(tbs_cr_to_compressed(&of.cr, nullptr), TBS_ST_EINVAL);
     EXPECT_EQ(made.value, nullptr);
 }
 
@@ -1047,8 +1047,8 @@ TEST(TbsCrCompressedToCr, RefusesNulls) {
     const tbs_cr_compressed_t from = {1, data.size(), const_cast<uint8_t *>(data.data())};
     const tbs_cr_compressed_t nothing = {1, 10, nullptr}, empty = {1, 0, nullptr};
     held back;
-    EXPECT_EQ(tbs_cr_compressed_to_cr(nullptr, &back.cr), TBS_ST_ERROR);
-    EXPECT_EQ(tbs_cr_compressed_to_cr(&from, nullptr), TBS_ST_ERROR);
+    EXPECT_EQ(tbs_cr_compressed_to_cr(nullptr, &back.cr), TBS_ST_EINVAL);
+    EXPECT_EQ(tbs_cr_compressed_to_cr(&from, nullptr), TBS_ST_EINVAL);
     EXPECT_EQ(tbs_cr_compressed_to_cr(&nothing, &back.cr), TBS_ST_ERROR);
     EXPECT_EQ(tbs_cr_compressed_to_cr(&empty, &back.cr), TBS_ST_ERROR);
 }
@@ -1107,8 +1107,8 @@ TEST(TbsCrVxToCrCompressed, RefusesOtherFormatsAndNulls) {
         EXPECT_EQ(tbs_cr_vx_to_cr_compressed(&transfer, &copy), TBS_ST_ERROR);
     }
     const tbs_cr_compressed_t good = {1, sizeof data, data}, missing = {1, 1, nullptr};
-    EXPECT_EQ(tbs_cr_vx_to_cr_compressed(nullptr, &copy), TBS_ST_ERROR);
-    EXPECT_EQ(tbs_cr_vx_to_cr_compressed(&good, nullptr), TBS_ST_ERROR);
+    EXPECT_EQ(tbs_cr_vx_to_cr_compressed(nullptr, &copy), TBS_ST_EINVAL);
+    EXPECT_EQ(tbs_cr_vx_to_cr_compressed(&good, nullptr), TBS_ST_EINVAL);
     EXPECT_EQ(tbs_cr_vx_to_cr_compressed(&missing, &copy), TBS_ST_ERROR);
     EXPECT_EQ(copy, &untouched);
     const auto refused = faults::each_allocation([&](int, bool) {
