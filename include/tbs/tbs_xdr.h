@@ -4,8 +4,8 @@
  * Each routine takes a stream, whose x_op says encode, decode or free, and a pointer to the value, and gives TRUE when
  * all went well. It is FALSE when the stream ends or refuses, when the value does not fit its form, for a NULL, and
  * for lack of memory (the message is printed). After a failure the position of the stream is undefined, and what was
- * decoded is released by the same routine in the free direction, in which nothing of the stream is read but x_op, and
- * which a NULL that releases nothing does not fail.
+ * decoded is released by the same routine in the free direction. There nothing of the stream is read but x_op, and a
+ * NULL is no failure where the type owns nothing.
  *
  * Decoding into a record overwrites it unread: texts and lists that it holds are to be released before.
  *

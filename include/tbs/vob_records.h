@@ -16,8 +16,9 @@
  * Each routine takes a stream, whose x_op says encode, decode or free, and a pointer to the value, and gives TRUE when
  * all went well. It is FALSE when the stream ends or refuses, when a value does not fit its form, for a NULL, and for
  * lack of memory (the message is printed). Decode into a zero-filled object; after a failure it is released by the same
- * routine in the free direction, which releases whatever the record holds. Memory for lists, texts and data is taken as
- * their bytes arrive. xdr_vob_X_s() and xdr_vob_X_t() do the same.
+ * routine in the free direction, which releases whatever the record holds, and in which a NULL is no failure where the
+ * type owns nothing. Memory for lists, texts and data is taken as their bytes arrive. xdr_vob_X_s() and xdr_vob_X_t()
+ * do the same.
  *
  * Routines may be called from any thread; a stream and a record belong to one thread at a time.
  */

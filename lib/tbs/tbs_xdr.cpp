@@ -109,7 +109,9 @@ extern "C" bool_t xdr_tbs_oid_t(XDR *stream, tbs_oid_t *oid) noexcept { return r
 // ---- directory entries
 
 extern "C" bool_t xdr_tbs_dirent_t(XDR *stream, tbs_dirent_t *entry) noexcept {
-    if (!wire::is_direction(stream) || !entry) return FALSE;
+    if (!wire::is_direction(stream)) return FALSE;
+    if (frees(stream)) return TRUE;
+    if (!entry) return FALSE;
     if (!xdr_u_int(stream, &entry->number) || !xdr_tbs_dbid_t(stream, &entry->dbid)) return FALSE;
     return held_text(stream, entry->name, sizeof(tbs_name_t) - 1);
 }

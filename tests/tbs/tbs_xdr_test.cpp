@@ -100,6 +100,7 @@ template <class T> void refuses_what_no_routine_takes(bool_t (*routine)(XDR *, T
     std::memset(static_cast<void *>(&poison), 0xA5, sizeof poison);
     poison.x_op = XDR_FREE;
     EXPECT_TRUE(routine(&poison, &value));
+    EXPECT_TRUE(routine(&poison, nullptr));
 }
 
 TEST(XdrUnits, RefuseNullsAndUnknownDirectionsAndReleaseNothing) {
@@ -212,6 +213,7 @@ TEST(XdrHeldTexts, ReleaseNothingAndRefuseNulls) {
     char room[64];
     for (const auto routine : {xdr_tbs_hostname_t, xdr_tbs_name_t, xdr_tbs_pname_t, xdr_tbs_string_t}) {
         EXPECT_TRUE(routine(&poison, array));
+        EXPECT_TRUE(routine(&poison, nullptr));
         for (const xdr_op op : {XDR_ENCODE, XDR_DECODE}) {
             xdrmem_create(&stream, room, sizeof room, op);
             EXPECT_FALSE(routine(&stream, nullptr));
@@ -355,6 +357,9 @@ TEST(XdrTbsDirent, FreeLeavesTheName) {
     tbs_dirent_t entry{1, 2, name};
     EXPECT_TRUE(xdr_tbs_dirent_t(&stream, &entry));
     EXPECT_EQ(entry.name, name);
+    entry.name = nullptr;
+    EXPECT_TRUE(xdr_tbs_dirent_t(&stream, &entry));
+    EXPECT_TRUE(xdr_tbs_dirent_t(&stream, nullptr));
 }
 
 class listing : public testing::Test {
@@ -426,6 +431,17 @@ TEST_F(listing, OfNoEntryTouchesNoArray) {
     EXPECT_TRUE(receive(stream_kind::memory, bytes(4)));
     EXPECT_EQ(array, nullptr);
     EXPECT_EQ(count, 0u);
+    tbs_dirent_t own = {7, 70, pool};
+    array = &own;
+    EXPECT_TRUE(receive(stream_kind::memory, bytes(4)));
+    EXPECT_EQ(array, &own);
+    EXPECT_EQ(own.number, 7u);
+}
+
+TEST_F(listing, IsReleasedWhateverTheMaximum) {
+    ASSERT_TRUE(receive(stream_kind::memory, golden));
+    max = 0;
+    release();
 }
 
 TEST_F(listing, IsRefusedAboveTheMaximumBeforeMemoryIsTaken) {

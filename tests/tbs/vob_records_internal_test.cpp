@@ -237,6 +237,8 @@ TEST(VobTypes, RefuseNullAndUnknownDirections) {
         EXPECT_FALSE(type.pass(&stream, nullptr)) << type.name;
         object one(type);
         EXPECT_FALSE(type.pass(nullptr, one.get())) << type.name;
+        stream.x_op = static_cast<xdr_op>(7);
+        EXPECT_FALSE(type.pass(&stream, one.get())) << type.name;
         xdrstg_destroy(&stream);
     }
 }

@@ -379,6 +379,16 @@ TEST(XdrVobPoolInfo, RefusesASizeBeyond32Bits) {
     EXPECT_FALSE(sent(xdr_vob_pool_info_t, info));
 }
 
+TEST(XdrVobFree, TakesNullWhereNothingIsOwned) {
+    XDR stream = {};
+    stream.x_op = XDR_FREE;
+    EXPECT_TRUE(xdr_vob_evkind_t(&stream, nullptr));
+    EXPECT_TRUE(xdr_vob_option_t(&stream, nullptr));
+    EXPECT_TRUE(xdr_vob_event_order_key_t(&stream, nullptr));
+    EXPECT_FALSE(xdr_vob_event_info_t(&stream, nullptr));
+    EXPECT_FALSE(xdr_vob_event_h_t(&stream, nullptr));
+}
+
 // ---- handles
 
 TEST(XdrVobEventH, IsAPresenceWordAndTheEvent) {

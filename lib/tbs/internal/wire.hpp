@@ -778,9 +778,10 @@ template <class T> bool walk(XDR *xdrs, T &object) {
 // May throw std::bad_alloc.
 bool pass_text(XDR *xdrs, char **text, uint32_t max);
 
-// The body of an exported routine.
+// The body of an exported routine. Where a type owns nothing, there is nothing that a null could keep from release.
 template <class T> bool_t run(const char *module, XDR *xdrs, T *object, int line = __builtin_LINE()) noexcept {
-    if (!is_direction(xdrs) || !object) return FALSE;
+    if (!is_direction(xdrs)) return FALSE;
+    if (!object) return xdrs->x_op == XDR_FREE && !owns(record<T>{});
     return guard<bool_t>(
         module, FALSE, FALSE, [&]() -> bool_t { return walk(xdrs, *object); }, line);
 }
