@@ -31,7 +31,8 @@ TBS_API const imsg_table_t *tbs_notify_tbs_msg_table_adr(void) TBS_NOEXCEPT;
  *
  * Prints "INTERNAL ERROR detected and logged ..." (tbs message 17, severity 6) to the user, then writes two records:
  * "Internal Error detected in "file" line N" and the given message. SIGINT, SIGTERM, SIGHUP and SIGQUIT are held
- * back meanwhile. A log that cannot be opened is not an error: the records are printed instead.
+ * back meanwhile. A log that cannot be opened, or whose path needs more than 1022 bytes, is not an error: the records
+ * are printed instead.
  *
  * @param module          module name shown with the messages.
  * @param table           message table, or a literal format when @p index is IMSG_LITERAL.
@@ -47,7 +48,7 @@ TBS_API void tbs_log_int_error(const char *module, const void *table, uint32_t i
 
 /**
  * Records a refused access in the log "access_log" of the host data directory's "log" directory, under the event
- * category "access". Signals are held back as in tbs_log_int_error(). A log that cannot be opened is not an error:
+ * category "access". Signals are held back as in tbs_log_int_error(). A log that cannot be opened is no error either:
  * the message is printed instead.
  *
  * @param module  module name shown with the message.

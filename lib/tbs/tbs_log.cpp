@@ -6,6 +6,7 @@
 #include "tbs/tbs_status.h"
 
 #include <cstdarg>
+#include <cstring>
 
 namespace {
 
@@ -16,6 +17,12 @@ struct inhibited {
     inhibited(const inhibited &) = delete;
     inhibited &operator=(const inhibited &) = delete;
 };
+
+// A path that fills its buffer may have been cut: no log is opened then, rather than a file of another name.
+imsg_log_t *start_log(const char (&path)[TBS_PATH_SIZE], bool event_service, bool durable) noexcept {
+    const bool whole = std::strlen(path) < sizeof path - 1;
+    return imsg_start_log(whole ? path : nullptr, event_service, durable);
+}
 
 } // namespace
 
@@ -37,7 +44,7 @@ extern "C" void tbs_log_int_error(const char *module, const void *table, uint32_
     tbs_product_logfile_pn(path);
     tbs::say<tbs::general_messages, 17>(IMSG_ERROR, module);
     const inhibited no_signals;
-    imsg_log_t *log = imsg_start_log(path, 1, 1);
+    imsg_log_t *log = start_log(path, true, true);
     if (log_handle_out) *log_handle_out = log;
     imsg_print(IMSG_PLAIN, &tbs::common_table, 34, source_file, source_line);
     va_list arguments;
@@ -51,7 +58,7 @@ extern "C" void tbs_log_access_failure(const char *module, const void *table, ui
     char path[TBS_PATH_SIZE];
     tbs::product::access_log_path(path);
     const inhibited no_signals;
-    imsg_start_log(path, 0, 0);
+    start_log(path, false, false);
     const char *category = imsg_get_app_name();
     imsg_nt_set_category("access");
     va_list arguments;

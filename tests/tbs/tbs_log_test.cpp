@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <regex>
@@ -77,6 +78,33 @@ TEST_F(TbsLog, IntErrorTakesALiteralFormat) {
     EXPECT_NE(error_log().find("7 is not eight\n"), std::string::npos);
 }
 
+TEST_F(TbsLog, RecordsCarryThePublishedNumberAndNoMarks) {
+    imsg_log_t *log = nullptr;
+    tbs_log_int_error("tbs_acl", tbs_acl_tbs_msg_table_adr(), 5, "source", 1, &log, "who", 8);
+    imsg_print(IMSG_ERROR, tbs_acl_tbs_msg_table_adr(), 6, "Full");
+    imsg_print(IMSG_PLAIN, tbs_tbs_msg_table_adr(), 35);
+    imsg_print(IMSG_ERROR, tbs_tbs_msg_table_adr(), 0);
+    imsg_end_log();
+    const std::vector<std::string> records = lines_of(error_log());
+    ASSERT_EQ(records.size(), 5u);
+    EXPECT_TRUE(records[1].ends_with(" tbs_acl 6 6 who: Problem decoding (possibly corrupt) ACL at or around byte "
+                                     "offset 8"));
+    EXPECT_TRUE(records[2].ends_with(" tbs_acl 8 6 Excluded ACL permission specified: \"Full\"."));
+    EXPECT_TRUE(records[3].ends_with(" tbs 39 0 Testfixes detected:"));
+    EXPECT_TRUE(records[4].ends_with(" tbs 1 6 This product is not installed correctly."));
+}
+
+TEST_F(TbsLog, NullsAndUnknownIndexesPrintNothingMore) {
+    tbs_log_int_error(nullptr, nullptr, 0, nullptr, 0, nullptr);
+    tbs_log_int_error("tbs", tbs_acl_tbs_msg_table_adr(), 30, "source", 1, nullptr);
+    EXPECT_EQ(sink_.count(), 2u);
+    EXPECT_EQ(lines_of(error_log()).size(), 2u);
+    tbs_log_access_failure(nullptr, nullptr, 0);
+    tbs_log_access_failure(nullptr, nullptr, IMSG_LITERAL);
+    EXPECT_EQ(access_log(), "");
+    EXPECT_EQ(sink_.count(), 2u);
+}
+
 TEST_F(TbsLog, RecordsAreAppended) {
     log_error();
     log_error();
@@ -134,6 +162,18 @@ TEST_F(TbsLog, ALinkInPlaceOfTheLogIsNotFollowed) {
     log_error();
     EXPECT_EQ(dir_.read("victim"), "untouched");
     EXPECT_EQ(sink_.count(), 3u);
+}
+
+TEST_F(TbsLog, APathThatHadToBeCutOpensNoLog) {
+    std::string deep = dir_.str();
+    while (deep.size() < 1010) deep += '/' + std::string(std::min<size_t>(100, 1010 - deep.size()), 'd');
+    std::filesystem::create_directories(deep + "/log");
+    const scoped_env longer("ORSIK_HOSTDATA_DIR", deep);
+    log_error();
+    EXPECT_EQ(sink_.take().size(), 3u);
+    tbs_log_access_failure("tbs_acl", tbs_cmsg_tbs_msg_table_adr(), 25, "x", "denied");
+    EXPECT_EQ(sink_.text(), "Unable to access \"x\": denied.\n");
+    EXPECT_TRUE(std::filesystem::is_empty(deep + "/log"));
 }
 
 TEST_F(TbsLog, ALogInsideALogEndsBeforeIt) {
