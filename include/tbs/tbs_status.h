@@ -136,6 +136,9 @@ enum {
 #undef TBS_STATUS_ENUM
 };
 
+/** Second names of two statuses: their errno name and their Windows Sockets name. */
+enum { TBS_ST_ECANCELED = TBS_ST_CANCELED, TBS_ST_WSAEPFNOSUPPORT = TBS_ST_EPFNOSUPPORT };
+
 /** Size in bytes of the buffer that holds a thread's status text. */
 #define TBS_STRERROR_SIZE 512
 

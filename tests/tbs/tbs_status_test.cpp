@@ -176,6 +176,8 @@ TEST(TbsStatus, HasTheNumbersThatPeersKnow) {
     EXPECT_EQ(TBS_ST_OK, 0);
     for (const condition &row : conditions) EXPECT_EQ(row.symbol, row.number);
     for (const errno_row &row : errno_rows) EXPECT_EQ(row.symbol, row.number);
+    EXPECT_EQ(TBS_ST_ECANCELED, 1046);
+    EXPECT_EQ(TBS_ST_WSAEPFNOSUPPORT, 1089);
 }
 
 TEST(TbsStrerror, GivesTheTextOfEveryCondition) {
