@@ -129,7 +129,7 @@ KS_API void imsg_set_desired_verbosity(int verbosity) KS_NOEXCEPT;
  * levels for one name the last counts. The variable is read as ORSIK_VERBOSITY is.
  *
  * @param module  module name; compared exactly. NULL does not trace.
- * @param level   1, 2 or 3.
+ * @param level   from 1, what matters most, upwards.
  * @return  1 when the module's level is at least @p level, else 0.
  */
 KS_API int imsg_should_trace(const char *module, int level) KS_NOEXCEPT;

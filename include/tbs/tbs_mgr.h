@@ -14,9 +14,9 @@
  * warning names it once in each process. When the registry or the map is there and cannot be read, nothing is run in
  * its place: a message says so (severity 6) and the status is that of the error.
  *
- * Names are compared exactly, in the registry without regard to case. A name that is no name of a file (it is empty, "." or "..", or has a separator) finds no
- * program in the managers directory. Paths have at most 1023 bytes. Programs get an argument vector; no shell is
- * involved. Every function may be called from any thread.
+ * Names are compared exactly, in the registry without regard to case. A name that is no name of a file (it is empty,
+ * "." or "..", or has a separator) finds no program in the managers directory. Paths have at most 1023 bytes. Programs
+ * get an argument vector; no shell is involved. Every function may be called from any thread.
  */
 #ifndef TBS_MGR_H
 #define TBS_MGR_H

@@ -1,14 +1,16 @@
 /*
  * tbs_profile.h - a user's own defaults for the product's commands.
  *
- * The profile is the file that the environment variable TESSIVANE_PROFILE names, else ".tessivane_profile" in the
- * home directory of the user that the process belongs to. A line holds a command ("*" for every command), a name and
- * perhaps a value: the rest of the line without the blanks around it. "#" begins a comment, tabs count as blanks,
- * empty lines do not count. Lines longer than 254 characters go on as further lines.
+ * The profile is the file that the environment variable TESSIVANE_PROFILE names, a regular one with a path of at most
+ * 1024 characters; when that is not set or empty, ".tessivane_profile" in the home directory of the user that the
+ * process belongs to. A line holds a command ("*" for every command), a name and perhaps a value: the rest of the line
+ * without the blanks around it. "#" begins a comment, tabs count as blanks, empty lines do not count. Lines longer
+ * than 254 characters go on as further lines.
  *
- * The file is read by the first look-up, once in each process. When it cannot be read, or a line of it is wrong, the
- * next look-up tries again; a wrong line, one with a command but no name, is printed: "Profile file syntax error at
- * line N in FILE." (module "tbs", severity 6), where N counts the entries before it, and not the lines, plus 1. A
+ * The file is read by the first look-up, once in each process, also when it has no entries. When it cannot be read, or
+ * a line of it is wrong, the next look-up tries again; a wrong line, one with a command but no name, is printed:
+ * "Profile file syntax error at line N in FILE." (module "tbs", severity 6), where N counts the entries before it, and
+ * not the lines, plus 1. Those entries stay: once the line is mended, they stand before what the file says then. A
  * file that everybody may write to is used, and a warning names it.
  *
  * Commands and names are compared exactly. Every function may be called from any thread.

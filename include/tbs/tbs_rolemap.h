@@ -270,7 +270,8 @@ TBS_API tbs_status_t tbs_rolemap_acl_utl_output(FILE *stream, tbs_rolemap_acl_h_
  * @param map           the role map; may be shared.
  * @param[out] acl_out  the effective ACL, released with tbs_sid_acl_free(); untouched on failure.
  * @retval 0               made
- * @retval TBS_ST_ERROR    an identity has no text, or one of more than 255 bytes ("String buffer too small.")
+ * @retval TBS_ST_ERROR    an identity has no text (none for Domain and unknown kinds: "Unrecognized ACL identity type
+ *                         (N)."), one of more than 255 bytes ("String buffer too small."), or a role one when folded
  * @retval TBS_ST_ENOMEM   no memory
  * @retval TBS_ST_EINVAL   a pointer is NULL
  */

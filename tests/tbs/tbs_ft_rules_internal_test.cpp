@@ -478,6 +478,12 @@ TEST(TypeFileGrammar, AWrongDefinitionIsLeftOutUpToItsEnd) {
     EXPECT_EQ(read.complaints(), (strings{error_at(2), error_at(4), error_at(8)}));
 }
 
+TEST(TypeFileGrammar, EachWrongDefinitionIsToldHoweverCloseTheyAre) {
+    const read_rules read("a b;\n;\n: -p;\nc *;\nd: -p;\n");
+    EXPECT_EQ(read.names(), "d");
+    EXPECT_EQ(read.complaints(), (strings{error_at(1), error_at(2), error_at(3), error_at(4)}));
+}
+
 TEST(TypeFileGrammar, TypeNamesOfAWrongDefinitionAreForgotten) {
     const read_rules read("a b c d; e f: -p;");
     ASSERT_EQ(read.count(), 1u);

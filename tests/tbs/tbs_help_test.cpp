@@ -96,7 +96,9 @@ TEST_F(Help, TellsWhenTheViewerDoesNotStart) {
 TEST_F(Help, RefusesWhatDoesNotFit) {
     const auto refused = [&](const std::string &topic) {
         const tbs_status_t status = tbs_show_graphical_help(topic.c_str());
-        for (const recorded_message &message : sink.take()) {
+        const auto messages = sink.take();
+        EXPECT_EQ(messages.size(), status == 0 ? 0u : 1u);
+        for (const recorded_message &message : messages) {
             EXPECT_EQ(message.severity, IMSG_ERROR);
             EXPECT_EQ(message.index, 45u);
             EXPECT_EQ(message.text, "String buffer too small.\n");
@@ -109,8 +111,10 @@ TEST_F(Help, RefusesWhatDoesNotFit) {
     EXPECT_TRUE(refused(std::string(1025 - around, 'x')));
     EXPECT_TRUE(refused(std::string(1023, 'x')));
     EXPECT_TRUE(refused(std::string(1024, 'x')));
-    const scoped_env long_product("ORSIK_PRODUCT_DIR", '/' + std::string(1022, 'x'));
-    EXPECT_TRUE(refused("x"));
+    for (const size_t size : {1000, 1022, 1023, 5000}) {
+        const scoped_env long_product("ORSIK_PRODUCT_DIR", '/' + std::string(size - 1, 'x'));
+        EXPECT_TRUE(refused("x")) << size;
+    }
 }
 
 TEST_F(Help, TracesTheCommand) {

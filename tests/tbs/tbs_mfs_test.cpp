@@ -22,6 +22,7 @@
 #include <filesystem>
 #include <latch>
 #include <string>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -563,6 +564,21 @@ TEST_F(TbsMfs, DomainIdIsTheDomainsSid) {
         EXPECT_EQ(tbs_get_my_domain_id(&again), 0);
         EXPECT_EQ(again, id);
         EXPECT_EQ(tbs_get_my_domain_id(nullptr), TBS_ST_EINVAL);
+    });
+}
+
+TEST_F(TbsMfs, DomainIdThatCannotBeFoundOutIsUnknownAndStays) {
+    in_new_process([] {
+        rlimit usual{};
+        ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &usual), 0);
+        const rlimit none{0, usual.rlim_max};
+        const char *id = nullptr, *again = nullptr;
+        setrlimit(RLIMIT_NOFILE, &none);
+        EXPECT_EQ(tbs_get_my_domain_id(&id), 0);
+        setrlimit(RLIMIT_NOFILE, &usual);
+        EXPECT_STREQ(id, "UnknownDomain");
+        EXPECT_EQ(tbs_get_my_domain_id(&again), 0);
+        EXPECT_EQ(again, id);
     });
 }
 

@@ -99,6 +99,14 @@ TEST_F(Manager, TheRegistryWinsOverTheMap) {
     EXPECT_EQ(run("my_mgr", "op"), 5);
     registry("my_mgr", "other", "elsewhere\\tool");
     EXPECT_EQ(run("my_mgr", "other"), 4);
+    registry("my_mgr", "op", "not_there"); // whether its program exists is not asked
+    EXPECT_FALSE(supports("my_mgr", "op"));
+}
+
+TEST_F(Manager, TheMapWinsOverTheDirectoryAlsoWithoutItsProgram) {
+    program("my_mgr/op", 3);
+    map("my_mgr op not_there\n");
+    EXPECT_FALSE(supports("my_mgr", "op"));
 }
 
 TEST_F(Manager, LocationsMayNameARegistryValue) {

@@ -1,5 +1,7 @@
 #include "tbs/tbs_notify.h"
 
+#include "ks/ks_errno.h"
+#include "ks/ks_net.h"
 #include "nt/nt_time.h"
 #include "support/all_threads.hpp"
 #include "support/faults.hpp"
@@ -21,7 +23,10 @@
 namespace {
 
 // What the host does with the calling thread's sockets. A text that is sent is cut off, and nothing can be sent any more.
+// Or no host has an address, and the service that was asked for is kept.
 struct host_trouble {
+    bool no_addresses = false;
+    std::string service;
     int no_socket = 0; // error number
     std::string cut;
     size_t cut_size = 0;
@@ -30,6 +35,15 @@ struct host_trouble {
 thread_local host_trouble trouble;
 
 } // namespace
+
+extern "C" [[gnu::visibility("default")]] int sysutl_host_addr(const char *host, const char *service,
+                                                               sysutl_sockaddr_t **addresses_out,
+                                                               size_t *count_out) noexcept {
+    static const auto next = reinterpret_cast<decltype(&sysutl_host_addr)>(dlsym(RTLD_NEXT, "sysutl_host_addr"));
+    if (!trouble.no_addresses) return next(host, service, addresses_out, count_out);
+    trouble.service = service;
+    return KS_ENOENT;
+}
 
 extern "C" [[gnu::visibility("default")]] int socket(int family, int type, int protocol) noexcept {
     static const auto next = reinterpret_cast<decltype(&socket)>(dlsym(RTLD_NEXT, "socket"));
@@ -202,6 +216,10 @@ TEST_F(Notify, OtherBitsFailAfterTheMailWasSent) {
     EXPECT_EQ(notify({"a@b"}, "x", "y", 0x80000000), TBS_ST_ERROR);
     EXPECT_THAT(said(), ElementsAre("4/14 Unrecognized notification delivery kind mask \"0x80000000\"."));
     EXPECT_EQ(server.count(), 0u);
+    server.reply("HELO", "500 no");
+    EXPECT_EQ(notify({"a@b"}, "x", "y", 5), TBS_ST_ERROR);
+    EXPECT_THAT(said(), ElementsAre("6/7 Wrong SMTP response status: 500 no.", undeliverable,
+                                    "4/14 Unrecognized notification delivery kind mask \"0x4\"."));
 }
 
 TEST_F(Notify, AFileThatCannotBeReadSendsNothing) {
@@ -268,6 +286,18 @@ TEST_F(Notify, TellsWhenTheServerHasNoAddress) {
         EXPECT_EQ(notify({"a@b"}), TBS_ST_ERROR);
         EXPECT_THAT(said(), ElementsAre("6/4 Unable to get IP address for host \"" + host + "\".", undeliverable));
     }
+}
+
+TEST_F(Notify, ThePortIs25UnlessItIsSet) {
+    const auto service_asked_for = [&] {
+        trouble.no_addresses = true;
+        EXPECT_EQ(notify({"a@b"}), TBS_ST_ERROR);
+        EXPECT_THAT(said(), ElementsAre("6/4 Unable to get IP address for host \"127.0.0.1\".", undeliverable));
+        return std::exchange(trouble, {}).service;
+    };
+    EXPECT_EQ(service_asked_for(), std::to_string(server.port()));
+    ntregy_delete_value(NTREGY_LOCAL_MACHINE, product_key, "SmtpPort");
+    EXPECT_EQ(service_asked_for(), "25");
 }
 
 TEST_F(Notify, RefusesSettingsThatAreNoNumbersOfTheirRange) {

@@ -2,16 +2,30 @@
 
 #include "ks/ks_errno.h"
 #include "nt/nt_regy.h"
+#include "nt/nt_sys.h"
 #include "support/env.hpp"
+#include "support/new_process.hpp"
 #include "support/sink.hpp"
 #include "support/temp_dir.hpp"
 
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <set>
 #include <string>
 #include <thread>
 #include <vector>
+
+namespace {
+
+bool version_is_told = true;
+
+} // namespace
+
+extern "C" [[gnu::visibility("default")]] int nt_get_version(nt_version_t *version_out) noexcept {
+    static const auto next = reinterpret_cast<decltype(&nt_get_version)>(dlsym(RTLD_NEXT, "nt_get_version"));
+    return version_is_told ? next(version_out) : KS_EIO;
+}
 
 namespace {
 
@@ -214,33 +228,51 @@ TEST_F(TestFixes, AreNotMentionedWhenThereAreNone) {
     EXPECT_THAT(listed(), testing::IsEmpty());
 }
 
-// ---- platform
+// ---- platform: learnt once in each process, so every case is one
 
 TEST(PlatformInfo, HandsOutTheSameTextsEveryTime) {
-    const char *name = nullptr, *version = nullptr, *processor = nullptr;
-    ASSERT_EQ(tbs_platform_info(&name, &version, &processor), 1);
-    const char *name2 = nullptr, *version2 = nullptr, *processor2 = nullptr;
-    ASSERT_EQ(tbs_platform_info(&name2, &version2, &processor2), 1);
-    EXPECT_EQ(name, name2);
-    EXPECT_EQ(version, version2);
-    EXPECT_EQ(processor, processor2);
-    EXPECT_THAT(version, testing::MatchesRegex("[0-9]+\\.[0-9]+ \\(build [0-9]+\\) .*"));
+    in_new_process([] {
+        const char *name = nullptr, *version = nullptr, *processor = nullptr;
+        ASSERT_EQ(tbs_platform_info(&name, &version, &processor), 1);
+        const char *name2 = nullptr, *version2 = nullptr, *processor2 = nullptr;
+        ASSERT_EQ(tbs_platform_info(&name2, &version2, &processor2), 1);
+        EXPECT_EQ(name, name2);
+        EXPECT_EQ(version, version2);
+        EXPECT_EQ(processor, processor2);
+        EXPECT_THAT(version, testing::MatchesRegex("[0-9]+\\.[0-9]+ \\(build [0-9]+\\) .*"));
+    });
 }
 
 TEST(PlatformInfo, StandsNulls) {
-    EXPECT_EQ(tbs_platform_info(nullptr, nullptr, nullptr), 1);
-    const char *processor = nullptr;
-    EXPECT_EQ(tbs_platform_info(nullptr, nullptr, &processor), 1);
-    EXPECT_NE(processor, nullptr);
+    in_new_process([] {
+        EXPECT_EQ(tbs_platform_info(nullptr, nullptr, nullptr), 1);
+        const char *processor = nullptr;
+        EXPECT_EQ(tbs_platform_info(nullptr, nullptr, &processor), 1);
+        EXPECT_NE(processor, nullptr);
+    });
+}
+
+TEST(PlatformInfo, IsNotKnownUntilTheSystemTellsItsVersion) {
+    in_new_process([] {
+        const char *const none = "(untouched)", *name = none, *version = none, *processor = none;
+        version_is_told = false;
+        EXPECT_EQ(tbs_platform_info(&name, &version, &processor), 0);
+        for (const char *one : {name, version, processor}) EXPECT_EQ(one, none);
+        version_is_told = true;
+        EXPECT_EQ(tbs_platform_info(&name, &version, &processor), 1);
+        for (const char *one : {name, version, processor}) EXPECT_NE(one, none);
+    });
 }
 
 TEST(PlatformInfo, IsTheSameForThreadsThatAskTogether) {
-    const char *seen[8] = {};
-    std::vector<std::thread> threads;
-    for (const char *&one : seen) threads.emplace_back([&one] { tbs_platform_info(nullptr, &one, nullptr); });
-    for (std::thread &one : threads) one.join();
-    for (const char *one : seen) EXPECT_EQ(one, seen[0]);
-    EXPECT_NE(seen[0], nullptr);
+    in_new_process([] {
+        const char *seen[8] = {};
+        std::vector<std::thread> threads;
+        for (const char *&one : seen) threads.emplace_back([&one] { tbs_platform_info(nullptr, &one, nullptr); });
+        for (std::thread &one : threads) one.join();
+        for (const char *one : seen) EXPECT_EQ(one, seen[0]);
+        EXPECT_NE(seen[0], nullptr);
+    });
 }
 
 } // namespace

@@ -158,6 +158,14 @@ TEST_F(Profile, AnEmptyFileHasNoEntries) {
     });
 }
 
+TEST_F(Profile, AFileWithoutEntriesIsReadOnceAsWell) {
+    with("# nothing\n", [this] {
+        EXPECT_EQ(look_up("a", "b"), none());
+        write("a b 1\n");
+        EXPECT_EQ(look_up("a", "b"), none());
+    });
+}
+
 TEST_F(Profile, IsReadOnce) {
     with("a b old\n", [this] {
         EXPECT_EQ(look_up("a", "b"), "old");
@@ -306,6 +314,16 @@ TEST_F(Profile, LiesInTheHomeDirectoryWithoutTheVariable) {
         const scoped_env unset("TESSIVANE_PROFILE", value), home("HOME", dir.str());
         in_new_process([] { EXPECT_EQ(look_up("a", "b"), "home"); });
     }
+}
+
+TEST_F(Profile, IsNamedInTheHomeDirectoryWhenALineIsWrong) {
+    dir.write(".tessivane_profile", "lonely\n");
+    const scoped_env unset("TESSIVANE_PROFILE", nullptr), home("HOME", dir.str());
+    in_new_process([this] {
+        recording_sink sink;
+        EXPECT_EQ(look_up("a", "b"), none());
+        EXPECT_EQ(sink.text(), "Profile file syntax error at line 1 in " + dir.str() + "\\.tessivane_profile.\n");
+    });
 }
 
 TEST_F(Profile, IsNotAnotherFileWhenTheNameIsTooLong) {
