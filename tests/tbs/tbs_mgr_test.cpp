@@ -1,5 +1,6 @@
 #include "tbs/tbs_mgr.h"
 
+#include "ks/ks_errno.h"
 #include "nt/nt_regy.h"
 #include "support/env.hpp"
 #include "support/faults.hpp"
@@ -213,6 +214,19 @@ TEST_F(Manager, ARegistryThatCannotBeReadIsNotPassedOver) {
         EXPECT_EQ(messages.back().severity, 6);
         EXPECT_EQ(messages.back().index, 47u);
     }
+}
+
+TEST_F(Manager, AMapThatCannotBeReadIsNotPassedOver) {
+    program("a/op", 1);
+    ASSERT_EQ(symlink("map", (managers + "/map").c_str()), 0);
+    const tbs_status_t loop = tbs_errno2status(KS_ELOOP);
+    EXPECT_EQ(run("a", "op", loop), -1);
+    const auto messages = sink.take();
+    ASSERT_EQ(messages.size(), 1u);
+    EXPECT_EQ(messages[0].severity, IMSG_ERROR);
+    EXPECT_EQ(messages[0].index, 18u);
+    EXPECT_EQ(messages[0].text, "Unable to open file \"" + (dir / "product") +
+                                    "\\lib\\mgrs\\map\": " + imsg_strerror(KS_ELOOP) + ".\n");
 }
 
 TEST_F(Manager, AnEmptyLocationInTheRegistryIsNone) {

@@ -31,10 +31,16 @@ struct host_trouble {
     std::string cut;
     size_t cut_size = 0;
     bool is_cut = false;
+    bool no_name = false;
 };
 thread_local host_trouble trouble;
 
 } // namespace
+
+extern "C" [[gnu::visibility("default")]] int sysutl_myhostname(char *buffer, size_t size) noexcept {
+    static const auto next = reinterpret_cast<decltype(&sysutl_myhostname)>(dlsym(RTLD_NEXT, "sysutl_myhostname"));
+    return trouble.no_name ? KS_EIO : next(buffer, size);
+}
 
 extern "C" [[gnu::visibility("default")]] int sysutl_host_addr(const char *host, const char *service,
                                                                sysutl_sockaddr_t **addresses_out,
@@ -298,6 +304,13 @@ TEST_F(Notify, ThePortIs25UnlessItIsSet) {
     EXPECT_EQ(service_asked_for(), std::to_string(server.port()));
     ntregy_delete_value(NTREGY_LOCAL_MACHINE, product_key, "SmtpPort");
     EXPECT_EQ(service_asked_for(), "25");
+}
+
+TEST_F(Notify, SendsNothingFromAHostWithoutAName) {
+    trouble.no_name = true;
+    EXPECT_EQ(notify({"a@b"}), TBS_ST_ERROR);
+    trouble = {};
+    EXPECT_THAT(said(), ElementsAre("6/90 Unable to find name of host.", undeliverable));
 }
 
 TEST_F(Notify, RefusesSettingsThatAreNoNumbersOfTheirRange) {

@@ -1,3 +1,4 @@
+#include "ks/ks_uuid.h"
 #include "support/sink.hpp"
 #include "tbs/tbs_uuid.h"
 
@@ -5,6 +6,7 @@
 #include <rapidcheck/gtest.h>
 
 #include <cstring>
+#include <dlfcn.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <random>
@@ -16,6 +18,19 @@
 #include <thread>
 #include <unistd.h>
 #include <vector>
+
+namespace {
+
+thread_local int creation_failure = 0; // when not 0, what the system answers
+
+} // namespace
+
+extern "C" [[gnu::visibility("default")]] int UuidCreate(ks_uuid_t *uuid_out) noexcept {
+    static const auto next = reinterpret_cast<decltype(&UuidCreate)>(dlsym(RTLD_NEXT, "UuidCreate"));
+    if (creation_failure == 0) return next(uuid_out);
+    std::memset(uuid_out, 0x5A, sizeof *uuid_out);
+    return creation_failure;
+}
 
 namespace {
 
@@ -190,6 +205,21 @@ TEST(TbsUuidGen, MakesRandomStandardIdentifiers) {
         EXPECT_TRUE(seen.insert(to_str(&uuid)).second);
     }
     EXPECT_EQ(tbs_uuid_gen(nullptr), TBS_ST_EINVAL);
+}
+
+TEST(TbsUuidGen, FailsAlsoForAnIdentifierThatIsUniqueOnThisHostOnly) {
+    constexpr int local_only = 1824;
+    creation_failure = local_only;
+    recording_sink sink;
+    tbs_uuid_t uuid = sample;
+    EXPECT_EQ(tbs_uuid_gen(&uuid), TBS_ST_ERROR);
+    creation_failure = 0;
+    EXPECT_TRUE(same(uuid, from_bytes(std::vector<uint8_t>(16, 0x5A)))) << "what the system gave all the same";
+    const auto messages = sink.take();
+    ASSERT_EQ(messages.size(), 1u);
+    EXPECT_EQ(messages[0].severity, IMSG_ERROR);
+    EXPECT_EQ(messages[0].text, "Can't generate a UUID (possible network/adapter configuration problem) - "
+                                "UuidCreate error 1824\n");
 }
 
 TEST(TbsUuidGen, GivesEveryThreadItsOwnIdentifiers) {
