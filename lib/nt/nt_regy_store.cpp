@@ -555,12 +555,17 @@ std::vector<listed_value> transaction::values_of(std::string_view path) {
 std::vector<listed_value> transaction::values(const folded_name &key) { return values_of(key.folded()); }
 
 void transaction::write_settings(const folded_name &key, settings_writer &out) {
-    // The names on the way to a key, as they were first written.
+    // The names on the way to a key, as they were first written, and the path of the key before it.
     std::vector<std::string> names;
+    std::string before;
     const auto path_of = [&](statement &row) {
         const std::string_view path = row.column(0);
         const auto depth = static_cast<size_t>(std::count(path.begin(), path.end(), below));
-        if (depth > names.size()) throw failure{KS_EIO};
+        // The key above it comes before it, and what lies between is below that one too.
+        if (depth != 0 && !(before + below).starts_with(path.substr(0, path.rfind(below) + 1))) {
+            throw failure{KS_EIO};
+        }
+        before = path;
         names.resize(depth);
         names.push_back(checked_key_name(row));
         std::string all;

@@ -35,13 +35,53 @@ int in_child(const std::function<bool()> &body) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-// As another user, who has none of root's rights.
-int as_nobody(const std::function<bool()> &body) {
-    return in_child([&] {
+// Another user, who has none of root's rights, while it lives. Without root the tests have none anyway.
+class as_nobody {
+public:
+    as_nobody() {
         constexpr uid_t nobody = 65534;
-        if (geteuid() == 0 && (setgid(nobody) != 0 || setuid(nobody) != 0)) return false;
-        return body();
-    });
+        if (is_root) {
+            EXPECT_EQ(setegid(nobody), 0);
+            EXPECT_EQ(seteuid(nobody), 0);
+        }
+    }
+    ~as_nobody() {
+        if (is_root) {
+            EXPECT_EQ(seteuid(0), 0);
+            EXPECT_EQ(setegid(0), 0);
+        }
+    }
+    as_nobody(const as_nobody &) = delete;
+    as_nobody &operator=(const as_nobody &) = delete;
+
+private:
+    const bool is_root = geteuid() == 0;
+};
+
+// Files of at most so many bytes, while it lives.
+class small_files {
+public:
+    explicit small_files(rlim_t size) : signal_(std::signal(SIGXFSZ, SIG_IGN)) {
+        EXPECT_EQ(getrlimit(RLIMIT_FSIZE, &before_), 0);
+        const rlimit least{size, before_.rlim_max};
+        EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &least), 0);
+    }
+    ~small_files() {
+        EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &before_), 0);
+        std::signal(SIGXFSZ, signal_);
+    }
+    small_files(const small_files &) = delete;
+    small_files &operator=(const small_files &) = delete;
+
+private:
+    rlimit before_{};
+    void (*signal_)(int);
+};
+
+// Lets go of the connection, so that the next call opens the file with the rights that it has then.
+void disconnect() {
+    const registry other;
+    EXPECT_EQ(text_of("A", "v"), "error 2");
 }
 
 mode_t mode_of(const std::string &path) {
@@ -593,20 +633,18 @@ TEST(RegistryFile, IsReadByThoseWhoMayNotWriteItOrItsDirectory) {
     const registry own;
     EXPECT_EQ(ntregy_set_string(hklm, "A", "v", "x"), 0);
     fs::permissions(own.dir.path(), fs::perms(0555));
-    const auto reads = [] { return text_of("A", "v") == "x" && subkeys("").size() == 1; };
-    if (geteuid() == 0) {
-        EXPECT_EQ(as_nobody([&] {
-                      return reads() && ntregy_set_string(hklm, "A", "v", "y") == KS_EACCES &&
-                             ntregy_create_key(hklm, "B") == KS_EACCES && ntregy_delete_key(hklm, "A") == KS_EACCES &&
-                             reads();
-                  }),
-                  0);
-    } else {
-        EXPECT_TRUE(reads());
-        EXPECT_EQ(ntregy_set_string(hklm, "A", "v", "y"), KS_EACCES); // no place for a journal
+    disconnect();
+    {
+        const as_nobody rightless;
+        EXPECT_EQ(text_of("A", "v"), "x");
+        EXPECT_EQ(ntregy_set_string(hklm, "A", "v", "y"), KS_EACCES);
+        EXPECT_EQ(ntregy_create_key(hklm, "B"), KS_EACCES);
+        EXPECT_EQ(ntregy_delete_key(hklm, "A"), KS_EACCES);
+        EXPECT_THAT(subkeys(""), ElementsAre("A:1"));
     }
     fs::permissions(own.dir.path(), fs::perms(0755));
-    EXPECT_EQ(ntregy_set_string(hklm, "A", "v", "y"), 0);
+    EXPECT_EQ(ntregy_set_string(hklm, "A", "v", "y"), 0) << "allowed by now";
+    EXPECT_EQ(text_of("A", "v"), "y");
 }
 
 TEST(RegistryFile, ThatMayNotBeReadGivesAnError) {
@@ -614,41 +652,129 @@ TEST(RegistryFile, ThatMayNotBeReadGivesAnError) {
     EXPECT_EQ(ntregy_set_string(hklm, "A", "v", "x"), 0);
     fs::permissions(own.dir.path(), fs::perms(0755));
     fs::permissions(own.file(), fs::perms(0));
-    EXPECT_EQ(as_nobody([&] {
-                  return text_of("A", "v") == "error 13" && ntregy_set_string(hklm, "A", "v", "y") == KS_EACCES;
-              }),
-              0);
+    const auto expect_refused_access = [] {
+        disconnect();
+        const as_nobody rightless;
+        EXPECT_EQ(text_of("A", "v"), "error 13");
+        EXPECT_EQ(ntregy_set_string(hklm, "A", "v", "y"), KS_EACCES);
+    };
+    expect_refused_access();
     fs::permissions(own.file(), fs::perms(0644));
     fs::permissions(own.dir.path(), fs::perms(0));
-    EXPECT_EQ(as_nobody([&] {
-                  return text_of("A", "v") == "error 13" && ntregy_set_string(hklm, "A", "v", "y") == KS_EACCES;
-              }),
-              0);
+    expect_refused_access();
     fs::permissions(own.dir.path(), fs::perms(0755));
+    EXPECT_EQ(text_of("A", "v"), "x");
 }
 
 TEST(RegistryFile, CannotBeMadeWhereTheCallerMayNot) {
     const registry own;
     fs::permissions(own.dir.path(), fs::perms(0555));
-    EXPECT_EQ(as_nobody([&] { return ntregy_set_string(hklm, "A", "v", "x") == KS_EACCES; }), 0);
+    {
+        const as_nobody rightless;
+        EXPECT_EQ(ntregy_set_string(hklm, "A", "v", "x"), KS_EACCES);
+        const scoped_env below("ORSIK_HOSTDATA_DIR", own.dir / "new/deep");
+        EXPECT_EQ(ntregy_set_string(hklm, "A", "v", "x"), KS_EACCES) << "nor its directory";
+    }
     fs::permissions(own.dir.path(), fs::perms(0755));
     EXPECT_FALSE(own.exists());
+    EXPECT_FALSE(fs::exists(own.dir / "new"));
 }
 
 TEST(RegistryFile, StaysAsItWasWhenTheDiskIsFull) {
     const registry own;
     EXPECT_EQ(ntregy_set_string(hklm, "A", "v", "old"), 0);
-    EXPECT_EQ(in_child([] {
-                  const rlimit least{32 << 10, 32 << 10};
-                  signal(SIGXFSZ, SIG_IGN);
-                  if (setrlimit(RLIMIT_FSIZE, &least) != 0) return false;
-                  const std::string large(200 << 10, 'l');
-                  return set("A", "v", NTREGY_BINARY, large) == KS_ENOSPC && text_of("A", "v") == "old" &&
-                         ntregy_set_string(hklm, "A", "w", "fits") == 0;
-              }),
-              0);
+    {
+        const small_files full(32 << 10);
+        EXPECT_EQ(set("A", "v", NTREGY_BINARY, std::string(200 << 10, 'l')), KS_ENOSPC);
+        EXPECT_EQ(text_of("A", "v"), "old");
+        EXPECT_EQ(ntregy_set_string(hklm, "A", "w", "fits"), 0);
+    }
+    disconnect();
     EXPECT_EQ(text_of("A", "v"), "old");
     EXPECT_EQ(text_of("A", "w"), "fits");
+}
+
+TEST(RegistryFile, IsExportedWholeOrNotAtAll) {
+    const registry own;
+    const std::string file = own.dir.write("out.reg", "what was there");
+    EXPECT_EQ(set("A", "v", NTREGY_BINARY, std::string(5000, 'x')), 0);
+    const auto count = [&] { return std::distance(fs::directory_iterator(own.dir.path()), {}); };
+    const auto before = count();
+    {
+        const small_files full(4096);
+        EXPECT_EQ(ntregy_export(hklm, "", file.c_str()), ks_errno_from_host(EFBIG));
+    }
+    EXPECT_EQ(own.dir.read("out.reg"), "what was there");
+    EXPECT_EQ(count(), before) << "nothing is left of it";
+    EXPECT_EQ(ntregy_export(hklm, "", (own.dir / std::string(250, 'x')).c_str()), KS_ENAMETOOLONG);
+    EXPECT_EQ(ntregy_export(hklm, "", file.c_str()), 0);
+    EXPECT_GT(fs::file_size(file), 5000u);
+}
+
+// ---- content that this library has not written
+
+// Changes the only place where a text stands in a registry's file. The data base itself stays right.
+void change(const registry &own, const std::string &content, std::string_view from, std::string_view to) {
+    const size_t at = content.find(from);
+    ASSERT_NE(at, std::string::npos);
+    ASSERT_EQ(content.find(from, at + 1), std::string::npos);
+    replace(own.file(), with_bytes(content, at, to));
+}
+
+class RegistryContent : public testing::Test {
+protected:
+    RegistryContent() {
+        EXPECT_EQ(ntregy_set_string(hklm, "Upper\\Lower", "Label", "text"), 0);
+        good = own.dir.read("registry.db");
+    }
+    void expect_damage_in(std::string_view from, std::string_view to, bool (*is_refused)()) {
+        SCOPED_TRACE(std::string(to));
+        change(own, good, from, to);
+        EXPECT_TRUE(is_refused());
+        EXPECT_EQ(ks_errno, KS_EIO);
+        EXPECT_EQ(ntregy_export(hklm, "", (own.dir / "out.reg").c_str()), KS_EIO);
+        EXPECT_FALSE(fs::exists(own.dir / "out.reg"));
+        replace(own.file(), good);
+        EXPECT_EQ(text_of("Upper\\Lower", "Label"), "text");
+    }
+    static bool has_no_values() {
+        int error = 0;
+        return values("Upper\\Lower", &error).empty() && error == KS_EIO;
+    }
+    static bool has_no_subkeys() {
+        int error = 0;
+        return subkeys("Upper", &error).empty() && error == KS_EIO;
+    }
+    static bool has_no_keys() {
+        int error = 0;
+        return subkeys("", &error).empty() && error == KS_EIO;
+    }
+
+    const registry own;
+    std::string good;
+};
+
+TEST_F(RegistryContent, ThatDoesNotFitItsTypeIsDamage) {
+    expect_damage_in("Labeltext\0"sv, "Labeltext!"sv, has_no_values); // the end of the text
+    expect_damage_in("Labeltext\0"sv, "Labelte\0t\0"sv, has_no_values);
+    change(own, good, "Labeltext\0"sv, "Labeltext!"sv);
+    EXPECT_EQ(text_of("Upper\\Lower", "Label"), "error 5");
+}
+
+TEST_F(RegistryContent, ThatIsFoundByAnotherNameIsDamage) {
+    expect_damage_in("Label", "Babel", has_no_values);
+    expect_damage_in("Label", "Lab\0l"sv, has_no_values);
+    expect_damage_in("Label", "Lab\xFFl", has_no_values);
+    expect_damage_in("Lower", "Power", has_no_subkeys);
+    expect_damage_in("Lower", "Low\\r", has_no_subkeys);
+}
+
+TEST_F(RegistryContent, ThatLacksTheKeyAboveItIsDamage) {
+    // The upper key's own row: its path, and the name behind it.
+    expect_damage_in("upperUpper", "tpperTpper", has_no_keys);
+    change(own, good, "upperUpper", "tpperTpper");
+    EXPECT_EQ(ntregy_export(hklm, "Upper\\Lower", (own.dir / "out.reg").c_str()), KS_EIO);
+    EXPECT_FALSE(fs::exists(own.dir / "out.reg"));
 }
 
 // ---- who else may write it
@@ -767,12 +893,6 @@ std::vector<std::function<int()>> calls(const registry &own) {
             },
             [file] { return ntregy_export(hklm, "", file.c_str()); },
             [file] { return ntregy_import(file.c_str(), nullptr, nullptr); }};
-}
-
-// Lets go of the connection.
-void disconnect() {
-    const registry other;
-    EXPECT_EQ(text_of("A", "v"), "error 2");
 }
 
 TEST(RegistryMemory, MayBeRefusedAtAnyTime) {

@@ -64,7 +64,7 @@ void sync_directory_of(const char *path) {
     if (opened) fsync(opened.get()); // one that may not be read is left to the system
 }
 
-// Makes the directories that a path goes through.
+// Makes the directories that a path goes through. False, with errno, when that fails.
 bool make_directories_of(const char *path) {
     char prefix[PATH_MAX];
     const std::string_view all = directory_of(path);
@@ -74,7 +74,8 @@ bool make_directories_of(const char *path) {
         prefix[at] = '\0';
         if (mkdir(prefix, directory_mode) == 0) {
             sync_directory_of(prefix);
-        } else if (errno != EEXIST && errno != EROFS && access(prefix, F_OK) != 0) {
+        } else if (const int error = errno; error != EEXIST && error != EROFS && access(prefix, F_OK) != 0) {
+            errno = error; // why it cannot be made
             return false;
         }
     }
