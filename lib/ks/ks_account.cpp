@@ -321,9 +321,9 @@ int ask(const account_table *table, const account_question &question, account_an
     switch (question.about) {
     case account_question::by_name: return ask_for_name(table, question.kind, question.name, answer);
     case account_question::by_sid: return ask_for_sid(table, question.kind, *question.sid, answer);
-    case account_question::by_id: return ask_for_id(table, question.kind, question.id, answer);
+    case account_question::by_id: break;
     }
-    return KS_EINVAL;
+    return ask_for_id(table, question.kind, question.id, answer);
 }
 
 // Answers from the cache, else from the sources; calls use(const account_answer &) when the account is known.

@@ -249,7 +249,6 @@ void put_conversion(text_output &out, const conversion &c, arguments &args, unsi
         break;
     }
     case 'p': put_pointer(out, c, args.next_pointer()); break;
-    default: break;
     }
 }
 

@@ -1,6 +1,6 @@
 // A stand-in for sssd's library. It knows the accounts in FAKE_SSSD, "name@domain,u|g|b,SID,id" separated by ";",
 // gives FAKE_SSSD_ERROR for every call (or only for the one named FAKE_SSSD_ERROR_OF) when that is set, and appends a
-// line per call to the file FAKE_SSSD_LOG.
+// line per call to the file FAKE_SSSD_LOG. With FAKE_SSSD_NO_TEXT its answers lack their text.
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
@@ -53,7 +53,7 @@ int find(const char *call, const std::string &subject, const std::function<bool(
 
 int give(int error, const std::string &text, const account &found, char **out, int *type) {
     if (error == 0) {
-        *out = strdup(text.c_str());
+        *out = std::getenv("FAKE_SSSD_NO_TEXT") ? nullptr : strdup(text.c_str());
         *type = found.type;
     }
     return error;

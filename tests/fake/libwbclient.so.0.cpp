@@ -1,6 +1,7 @@
 // A stand-in for winbind's library. It knows the accounts in FAKE_WINBIND, "DOMAIN\name,type,rid,id" separated by
 // ";" with the SID S-1-5-21-7-7-7-rid and the library's number of the type, and gives FAKE_WINBIND_ERROR for every
-// call when that is set. Without FAKE_WINBIND the daemon is not there.
+// call when that is set. Without FAKE_WINBIND the daemon is not there. With FAKE_WINBIND_EMPTY its answers lack
+// their texts, and their SIDs are none.
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -23,6 +24,8 @@ struct account {
     int type = 0;
     uint32_t rid = 0, id = 0;
 };
+
+bool are_empty() { return std::getenv("FAKE_WINBIND_EMPTY") != nullptr; }
 
 int find(const std::function<bool(const account &)> &matches, account &found) {
     if (const char *error = std::getenv("FAKE_WINBIND_ERROR")) {
@@ -53,10 +56,13 @@ int find(const std::function<bool(const account &)> &matches, account &found) {
     return not_found;
 }
 
-domain_sid sid_of(const account &found) { return {1, 5, {0, 0, 0, 0, 0, 5}, {21, 7, 7, 7, found.rid}}; }
+domain_sid sid_of(const account &found) {
+    if (are_empty()) return {};
+    return {1, 5, {0, 0, 0, 0, 0, 5}, {21, 7, 7, 7, found.rid}};
+}
 
 bool has_sid(const account &each, const domain_sid &sid) {
-    const domain_sid own = sid_of(each);
+    const domain_sid own = {1, 5, {0, 0, 0, 0, 0, 5}, {21, 7, 7, 7, each.rid}};
     return sid.revision == own.revision && sid.count == own.count &&
            std::memcmp(sid.authority, own.authority, sizeof sid.authority) == 0 &&
            std::memcmp(sid.sub_authorities, own.sub_authorities, sizeof(uint32_t) * sid.count) == 0;
@@ -80,8 +86,8 @@ int wbcLookupSid(const domain_sid *sid, char **domain, char **name, int *type) {
     account found;
     const int error = find([&](const account &each) { return has_sid(each, *sid); }, found);
     if (error == success) {
-        *domain = strdup(found.domain.c_str());
-        *name = strdup(found.name.c_str());
+        *domain = are_empty() ? nullptr : strdup(found.domain.c_str());
+        *name = are_empty() ? nullptr : strdup(found.name.c_str());
         *type = found.type;
     }
     return error;
@@ -143,7 +149,7 @@ struct domain_info {
 int wbcDomainInfo(const char *domain, domain_info **info) {
     if (!*domain) return not_found;
     auto *made = static_cast<domain_info *>(std::calloc(1, sizeof(domain_info)));
-    made->sid = {1, 4, {0, 0, 0, 0, 0, 5}, {21, 7, 7, 7}};
+    if (!are_empty()) made->sid = {1, 4, {0, 0, 0, 0, 0, 5}, {21, 7, 7, 7}};
     *info = made;
     return success;
 }

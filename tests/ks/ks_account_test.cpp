@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -22,10 +23,47 @@
 #include <spawn.h>
 #include <string>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
+
+namespace {
+
+// What the host's calls answer in place of the truth.
+struct host_answers {
+    std::vector<int> reads; // errors of the next ones
+    bool has_no_name = false;
+    uint32_t id_of_ghost = 0; // of the user "ghost"; 0: there is none
+};
+host_answers scripted;
+
+} // namespace
+
+extern "C" [[gnu::visibility("default")]] ssize_t read(int fd, void *buffer, size_t size) {
+    if (scripted.reads.empty()) return syscall(SYS_read, fd, buffer, size);
+    errno = scripted.reads.back();
+    scripted.reads.pop_back();
+    return -1;
+}
+
+extern "C" [[gnu::visibility("default")]] int gethostname(char *name, size_t size) noexcept {
+    static const auto next = reinterpret_cast<decltype(&gethostname)>(dlsym(RTLD_NEXT, "gethostname"));
+    if (!scripted.has_no_name) return next(name, size);
+    errno = EPERM;
+    return -1;
+}
+
+extern "C" [[gnu::visibility("default")]] int getpwnam_r(const char *name, passwd *record, char *buffer, size_t size,
+                                                         passwd **found) {
+    static const auto next = reinterpret_cast<decltype(&getpwnam_r)>(dlsym(RTLD_NEXT, "getpwnam_r"));
+    if (scripted.id_of_ghost == 0 || std::strcmp(name, "ghost") != 0) return next(name, record, buffer, size, found);
+    *record = {};
+    record->pw_uid = scripted.id_of_ghost;
+    *found = record;
+    return 0;
+}
 
 namespace {
 
@@ -65,7 +103,10 @@ const char accounts_text[] = "CORP\\alice user S-1-5-21-1-2-3-1001 700001\n"
 class Accounts : public testing::Test {
 protected:
     Accounts() { use(folder.write("accounts", accounts_text)); }
-    ~Accounts() override { credutl_flush_accounts(); }
+    ~Accounts() override {
+        credutl_flush_accounts();
+        scripted = {};
+    }
     void use(const std::string &path) {
         setenv("ORSIK_ACCOUNTS", path.c_str(), 1);
         credutl_flush_accounts();
@@ -127,6 +168,7 @@ TEST_F(Accounts, BadArgumentsAreRefused) {
     EXPECT_EQ(by_name(static_cast<credutl_account_kind_t>(3), "CORP\\alice"), KS_EINVAL);
     EXPECT_EQ(by_name(CREDUTL_USER, std::string(CREDUTL_NAME_SIZE, 'x')), KS_ENAMETOOLONG);
     EXPECT_EQ(by_name(CREDUTL_USER, "CORP\\" + std::string(CREDUTL_NAME_SIZE - 6, 'x')), KS_ENOENT);
+    EXPECT_EQ(by_name(CREDUTL_USER, std::string(CREDUTL_NAME_SIZE - 1, 'x')), KS_ENAMETOOLONG) << "with the domain";
     EXPECT_EQ(by_name(CREDUTL_USER, "CORP\\a\\b"), KS_ENOENT);
     EXPECT_EQ(by_name(CREDUTL_USER, "\\alice"), KS_ENOENT);
     EXPECT_EQ(credutl_account_by_name(CREDUTL_USER, nullptr, &account), KS_EINVAL);
@@ -135,6 +177,7 @@ TEST_F(Accounts, BadArgumentsAreRefused) {
     EXPECT_EQ(credutl_account_by_sid(CREDUTL_USER, &CREDUTL_SID_NOBODY, nullptr), KS_EINVAL);
     EXPECT_EQ(credutl_account_by_sid(CREDUTL_USER, &empty, &account), KS_EINVAL);
     EXPECT_EQ(credutl_account_by_id(CREDUTL_USER, 1, nullptr), KS_EINVAL);
+    EXPECT_EQ(credutl_account_by_id(static_cast<credutl_account_kind_t>(3), 1, &account), KS_EINVAL);
     EXPECT_EQ(credutl_account_by_id(CREDUTL_USER, CREDUTL_NO_ID, &account), KS_ENOENT);
     EXPECT_EQ(credutl_account_by_id(CREDUTL_USER, UINT32_MAX, &account), KS_ENOENT);
     EXPECT_EQ(credutl_uid_to_sid(UINT32_MAX, &out), KS_ENOENT);
@@ -177,6 +220,18 @@ TEST_F(Accounts, LocalNamesAreTakenExactly) {
     EXPECT_EQ(by_name(CREDUTL_USER, upper), KS_ENOENT);
     EXPECT_EQ(by_name(CREDUTL_USER, name), 0);
     EXPECT_EQ(by_name(CREDUTL_USER, upper), KS_ENOENT);
+}
+
+TEST_F(Accounts, LocalUserWithTheIdOfNobodyIsNoAccount) {
+    for (const uint32_t id : {CREDUTL_NO_ID, UINT32_MAX}) {
+        scripted.id_of_ghost = id;
+        credutl_flush_accounts();
+        EXPECT_EQ(by_name(CREDUTL_USER, "ghost"), KS_ENOENT) << id;
+    }
+    scripted.id_of_ghost = 77;
+    credutl_flush_accounts();
+    EXPECT_EQ(by_name(CREDUTL_USER, "ghost"), 0);
+    EXPECT_EQ(sid_text(account.sid), "S-1-22-1-77");
 }
 
 // An id that nobody has, neither as user nor as group.
@@ -269,6 +324,26 @@ TEST_F(Accounts, FileThatIsTooLargeIsRefused) {
     EXPECT_EQ(said.count(), 2u);
 }
 
+TEST_F(Accounts, FileIsReadOnAfterAnInterruptionAndNotAfterAFailure) {
+    const recording_sink said;
+    scripted.reads = {EINTR, EINTR};
+    EXPECT_EQ(by_name(CREDUTL_USER, "CORP\\alice"), 0);
+    EXPECT_TRUE(scripted.reads.empty());
+    credutl_flush_accounts();
+    scripted.reads = {EIO};
+    EXPECT_EQ(by_name(CREDUTL_USER, "CORP\\alice"), KS_EIO);
+    EXPECT_EQ(texts_of(said),
+              strings{"4 ks " + (folder / "accounts") + ": cannot read the accounts file: " + imsg_strerror(KS_EIO)});
+}
+
+TEST_F(Accounts, FileForWhichMemoryIsShortIsReadOnceThereIsSome) {
+    const recording_sink said;
+    scripted.reads = {ENOMEM};
+    EXPECT_EQ(by_name(CREDUTL_USER, "CORP\\alice"), KS_ENOMEM);
+    EXPECT_EQ(by_name(CREDUTL_USER, "CORP\\alice"), 0);
+    EXPECT_TRUE(said.empty());
+}
+
 TEST_F(Accounts, EmptyDeviceAndSilentPipeAreEmptyFiles) {
     use("/dev/null");
     EXPECT_EQ(by_name(CREDUTL_USER, "root"), 0);
@@ -297,6 +372,19 @@ TEST_F(Accounts, WarnsOnceAboutWrongLinesAndLooseModes) {
     EXPECT_EQ(texts_of(said), (strings{start + ": others than the owner may change the accounts file",
                                        start + ":2: neither an account nor a membership; the line is left out",
                                        start + ":3: name is already defined; the line is left out"}));
+}
+
+TEST_F(Accounts, WrongLinesAreNamedOneByOneUpToTwenty) {
+    std::string text = "CORP\\a user S-1-5-21-1\n";
+    for (int i = 0; i < 23; i++) text += "wrong\n";
+    const recording_sink said;
+    const std::string path = folder.write("wrong", text);
+    use(path);
+    EXPECT_EQ(by_name(CREDUTL_USER, "CORP\\a"), 0);
+    const strings texts = texts_of(said);
+    ASSERT_EQ(texts.size(), 21u);
+    EXPECT_EQ(texts[19], "4 ks " + path + ":21: neither an account nor a membership; the line is left out");
+    EXPECT_EQ(texts[20], "4 ks " + path + ": 3 more lines are left out");
 }
 
 TEST_F(Accounts, SixteenThreadsResolveWhileOneFlushes) {
@@ -365,6 +453,16 @@ TEST(CredutlLocalDomain, IsTheHostsShortNameInUpperCase) {
     }
     EXPECT_EQ(credutl_local_domain(), expected);
     EXPECT_EQ(credutl_local_domain(), credutl_local_domain());
+}
+
+// In a process of its own: the name is asked for once.
+TEST(CredutlLocalDomain, OfAHostThatCannotTellItsNameIsLocalhost) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto is_localhost = [] {
+        scripted.has_no_name = true;
+        return std::string(credutl_local_domain()) == "LOCALHOST";
+    };
+    EXPECT_EXIT(std::exit(is_localhost() ? 0 : 1), testing::ExitedWithCode(0), "");
 }
 
 // ---- in a process of its own, with the stand-ins of sssd and winbind ----
@@ -452,6 +550,22 @@ TEST_F(Probe, BackEndsThatDoNotRunAreSkipped) {
     EXPECT_EQ(ask({"user=corp.test\\alice", "usid=S-1-5-21-1-1-1-1001"}), (strings{"2", "2"}));
 }
 
+TEST_F(Probe, BackEndThatIsNoLibraryOrLacksFunctionsIsSkipped) {
+    const char *const libraries[] = {"libsss_nss_idmap.so.0", "libwbclient.so.0"};
+    const strings questions = {"user=corp.test\\alice", "usid=S-1-5-21-1-1-1-1001", "uid=0", "domain"};
+    const strings expected = {"2", "2", ask({"user=root"})[0], "2 "};
+    environment["FAKE_SSSD"] = "alice@corp.test,u,S-1-5-21-1-1-1-1001,800001";
+    environment["FAKE_WINBIND"] = "corp.test\\alice,1,1001,600001";
+    environment["LD_LIBRARY_PATH"] = folder.str();
+    for (const char *each : libraries) folder.write(each, "no library");
+    EXPECT_EQ(ask(questions), expected);
+    for (const char *each : libraries) {
+        std::filesystem::remove(folder / each);
+        std::filesystem::create_symlink(std::string(ORSIK_BINARY_DIR) + "/lib/liborsiknt.so", folder / each);
+    }
+    EXPECT_EQ(ask(questions), expected);
+}
+
 TEST_F(Probe, SssdAnswersByNameSidAndId) {
     environment["FAKE_SSSD"] = sssd_accounts;
     const std::string alice = "0 sssd corp.test\\alice S-1-5-21-1-1-1-1001 800001";
@@ -481,6 +595,17 @@ TEST_F(Probe, SssdNamesAndSidsThatCannotBeUsedAreUnknown) {
     environment["FAKE_SSSD"] = sssd_accounts;
     EXPECT_EQ(ask({"usid=S-1-5-21-1-1-1-1004", "uid=800004", "user=corp.test\\deep", "user=corp.test\\none"}),
               (strings{"2", "0 sssd S-1-5-21-1-1-1-1004 S-1-5-21-1-1-1-1004 800004", "2", "2"}));
+}
+
+TEST_F(Probe, AccountWhoseNameOrDomainCannotBeWrittenHasNoName) {
+    const credutl_sid_t alice = sid("S-1-5-21-1-1-1-1001");
+    for (const char *name : {"@corp.test", "alice@", "CORP\\a\\b", "/alice", "a@b/c"}) {
+        environment["FAKE_SSSD"] = std::string(name) + ",u," + sid_text(alice) + ",800001";
+        EXPECT_EQ(ask({"usid=" + sid_text(alice)}), strings{"2"}) << name;
+    }
+    environment["FAKE_SSSD"] = sssd_accounts;
+    environment["FAKE_SSSD_NO_TEXT"] = "";
+    EXPECT_EQ(ask({"usid=S-1-5-21-1-1-1-1001", "user=corp.test\\alice"}), (strings{"2", "2"}));
 }
 
 TEST_F(Probe, AccountsFileGoesBeforeSssd) {
@@ -520,6 +645,18 @@ TEST_F(Probe, IdThatSssdCannotTellIsAnError) {
     EXPECT_EQ(ask({"user=corp.test\\alice", "usid=S-1-5-21-1-1-1-1001"}), (strings{"5", "5"}));
     environment["FAKE_SSSD_ERROR"] = std::to_string(ENOENT);
     EXPECT_EQ(ask({"user=corp.test\\alice"}), strings{"0 sssd corp.test\\alice S-1-5-21-1-1-1-1001 4294967294"});
+}
+
+// A name is given only when it leads back, and an id only a name that could be asked for.
+TEST_F(Probe, QuestionBehindTheQuestionThatSssdCannotAnswerIsAnError) {
+    environment["FAKE_SSSD"] = sssd_accounts;
+    environment["FAKE_SSSD_ERROR"] = std::to_string(ETIME);
+    environment["FAKE_SSSD_ERROR_OF"] = "sidbyusername";
+    EXPECT_EQ(ask({"usid=S-1-5-21-1-1-1-1001"}), strings{"5"});
+    environment["FAKE_SSSD_ERROR_OF"] = "namebysid";
+    EXPECT_EQ(ask({"uid=800001"}), strings{"5"});
+    environment["FAKE_SSSD_ERROR_OF"] = "sidbygid";
+    EXPECT_EQ(ask({"client=root"}), strings{"5"}) << "its groups";
 }
 
 TEST_F(Probe, GroupThatCannotBeAskedForIsNotLeftOut) {
@@ -575,6 +712,14 @@ TEST_F(Probe, WinbindThatCannotAnswerIsAnError) {
     }
 }
 
+TEST_F(Probe, WinbindsEmptyAnswersAreNone) {
+    environment["FAKE_WINBIND"] = "CORP\\alice,1,1001,600001";
+    environment["FAKE_WINBIND_DOMAIN"] = "CORP";
+    environment["FAKE_WINBIND_EMPTY"] = "";
+    EXPECT_EQ(ask({"user=CORP\\alice", "usid=S-1-5-21-7-7-7-1001", "uid=600001", "domain"}),
+              (strings{"2", "2", "0 nss S-1-22-1-600001 S-1-22-1-600001 600001", "2 "}));
+}
+
 TEST_F(Probe, SssdGoesBeforeWinbind) {
     environment["FAKE_SSSD"] = "alice@CORP,u,S-1-5-21-1-1-1-1001,800001";
     environment["FAKE_WINBIND"] = "CORP\\alice,1,1001,600001;CORP\\bob,1,1002,600002";
@@ -595,6 +740,13 @@ TEST_F(Probe, ClientOfAnAccountHasTheGroupsOfTheFileInOrder) {
     environment["ORSIK_ACCOUNTS"] = folder.write("accounts", accounts_text);
     EXPECT_EQ(ask({"client=corp\\alice", "client=CORP\\bob", "client=CORP\\carol"}),
               (strings{"0 CORP|S-1-5-21-1-2-3-1001|S-1-5-21-1-2-3-513|S-1-5-21-1-2-3-1100", "2", "2"}));
+}
+
+TEST_F(Probe, ClientOfADomainWhoseNameIsTooLongIsRefused) {
+    const std::string domain(257, 'd'), name = domain + "\\alice";
+    environment["FAKE_SSSD"] = "alice@" + domain + ",u,S-1-5-21-1-1-1-1001,800001";
+    EXPECT_EQ(ask({"user=" + name, "client=" + name}),
+              (strings{"0 sssd " + name + " S-1-5-21-1-1-1-1001 800001", std::to_string(KS_ENAMETOOLONG)}));
 }
 
 std::string short_host_name() {
@@ -621,6 +773,8 @@ TEST_F(Probe, SssdKnowsTheDomainByTheHostsAccount) {
 
 TEST_F(Probe, WinbindKnowsTheDomain) {
     environment["FAKE_WINBIND"] = "";
+    EXPECT_EQ(ask({"domain"}), (strings{"2 "}));
+    environment["FAKE_WINBIND_DOMAIN"] = "";
     EXPECT_EQ(ask({"domain"}), (strings{"2 "}));
     environment["FAKE_WINBIND_DOMAIN"] = "CORP";
     EXPECT_EQ(ask({"domain", "nt-domain"}), (strings{"0 S-1-5-21-7-7-7", "0 S-1-5-21-7-7-7"}));

@@ -4,6 +4,7 @@
 #include "support/env.hpp"
 #include "support/temp_dir.hpp"
 
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -109,6 +110,13 @@ TEST_F(ClientOfPrincipal, TextWithoutBothPartsIsNoPrincipal) {
     for (const char *text : {"", "alice", "@", "@CORP", "alice@", "carol@.", "carol@.CORP"}) {
         EXPECT_EQ(client(text), std::to_string(KS_EACCES)) << text;
     }
+}
+
+TEST_F(ClientOfPrincipal, IsNotSoughtElsewhereWhenASourceCannotAnswer) {
+    ASSERT_EQ(client("bob@CORP.EXAMPLE"), "CORP S-1-5-21-1-3");
+    std::filesystem::remove(folder / "accounts");
+    credutl_flush_accounts();
+    EXPECT_EQ(client("bob@CORP.EXAMPLE"), std::to_string(KS_EIO));
 }
 
 } // namespace

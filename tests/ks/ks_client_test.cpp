@@ -7,10 +7,15 @@
 #include <algorithm>
 #include <arpa/inet.h>
 #include <atomic>
+#include <cerrno>
+#include <dlfcn.h>
 #include <fcntl.h>
+#include <filesystem>
+#include <functional>
 #include <grp.h>
 #include <gtest/gtest.h>
 #include <memory>
+#include <numeric>
 #include <poll.h>
 #include <rpc/rpc.h>
 #include <set>
@@ -20,6 +25,52 @@
 #include <thread>
 #include <unistd.h>
 #include <vector>
+
+// What an authenticated call says of its caller; the RPC library's header for it wants those of a GSS library.
+struct exported_name {
+    int length;
+    char bytes[256];
+};
+struct raw_credentials {
+    unsigned version;
+    char *mechanism, *qop;
+    exported_name *client;
+    char *service;
+    int protection;
+};
+
+namespace {
+
+// What the host's calls answer in place of the truth.
+struct host_answers {
+    std::function<int(int, gid_t *)> groups; // of the process
+    std::vector<gid_t> account_groups;       // of each account
+    bool is_authenticated = false;           // the caller
+    raw_credentials *caller = nullptr;
+};
+host_answers scripted;
+
+} // namespace
+
+extern "C" [[gnu::visibility("default")]] int getgroups(int size, gid_t *list) noexcept {
+    static const auto next = reinterpret_cast<decltype(&getgroups)>(dlsym(RTLD_NEXT, "getgroups"));
+    return scripted.groups ? scripted.groups(size, list) : next(size, list);
+}
+
+extern "C" [[gnu::visibility("default")]] int getgrouplist(const char *user, gid_t group, gid_t *list, int *count) {
+    static const auto next = reinterpret_cast<decltype(&getgrouplist)>(dlsym(RTLD_NEXT, "getgrouplist"));
+    if (scripted.account_groups.empty()) return next(user, group, list, count);
+    const auto all = static_cast<int>(scripted.account_groups.size());
+    const int room = std::exchange(*count, all);
+    if (room < all) return -1;
+    std::copy(scripted.account_groups.begin(), scripted.account_groups.end(), list);
+    return all;
+}
+
+extern "C" [[gnu::visibility("default")]] bool_t rpc_gss_getcred(svc_req *, raw_credentials **raw, void **, void **) {
+    *raw = scripted.caller;
+    return scripted.is_authenticated ? TRUE : FALSE;
+}
 
 namespace {
 
@@ -77,7 +128,10 @@ std::string gid_sid(uint32_t gid) { return "S-1-22-2-" + std::to_string(gid); }
 class Client : public testing::Test {
 protected:
     Client() { credutl_flush_accounts(); }
-    ~Client() override { credutl_flush_accounts(); }
+    ~Client() override {
+        credutl_flush_accounts();
+        scripted = {};
+    }
 
     template <class Make> identity made(Make &&make) {
         credutl_client_t *client = nullptr;
@@ -108,6 +162,21 @@ protected:
                                                        "CORP\\bob user S-1-5-21-1-2-3-1002\n"
                                                        "CORP\\carol user S-1-5-21-1-2-3-1003\n"
                                                        "CORP\\carol member CORP\\none\n")};
+};
+
+// A request with AUTH_SYS credentials, made by hand.
+struct auth_sys_request {
+    auth_sys_request(uint32_t uid, uint32_t gid, std::vector<gid_t> more) : groups(std::move(more)) {
+        parameters.aup_uid = uid;
+        parameters.aup_gid = gid;
+        parameters.aup_len = static_cast<u_int>(groups.size());
+        parameters.aup_gids = groups.data();
+        request.rq_cred.oa_flavor = AUTH_SYS;
+        request.rq_clntcred = &parameters;
+    }
+    std::vector<gid_t> groups;
+    authunix_parms parameters{};
+    svc_req request{};
 };
 
 // The supplementary groups of this process as SIDs, each once, without the primary one.
@@ -165,6 +234,68 @@ TEST_F(Client, CredentialsOfTheThreadNeedMemory) {
     EXPECT_GT(refused, 2);
 }
 
+TEST_F(Client, ProcessWhoseGroupsChangeMeanwhileHasThoseOfTheLastLook) {
+    int asked = 0;
+    scripted.groups = [&](int size, gid_t *list) {
+        const int count = ++asked <= 2 ? 1 : 2; // a second one has come between the first two questions
+        if (asked == 2) {
+            errno = EINVAL;
+            return -1;
+        }
+        if (size >= count) std::iota(list, list + count, 3900000020u);
+        return count;
+    };
+    const identity me = made(credutl_client_from_process);
+    EXPECT_EQ(me.error, 0);
+    EXPECT_EQ(me.groups, (strings{gid_sid(3900000020u), gid_sid(3900000021u)}));
+    EXPECT_EQ(asked, 4);
+}
+
+TEST_F(Client, ProcessWhoseGroupsCannotBeToldIsNotKnown) {
+    credutl_sid_credentials_t *sids = nullptr;
+    const auto fails = [&](int error) {
+        EXPECT_EQ(made(credutl_client_from_process).error, error);
+        EXPECT_EQ(credutl_get_sid_credentials(&sids), error);
+        EXPECT_EQ(sids, nullptr);
+    };
+    scripted.groups = [](int, gid_t *) {
+        errno = EPERM;
+        return -1;
+    };
+    fails(KS_EPERM);
+    scripted.groups = [](int size, gid_t *) {
+        errno = EFAULT;
+        return size == 0 ? 1 : -1;
+    };
+    fails(ks_errno_from_host(EFAULT));
+    scripted.groups = [](int, gid_t *) { return static_cast<int>(CREDUTL_MAX_GROUPS) + 1; };
+    fails(KS_EIO);
+}
+
+// An identity takes several questions. One that cannot be answered makes it unknown: it is never given in part.
+TEST_F(Client, IdentityThatCannotBeFoundWholeIsNotGiven) {
+    const auth_sys_request caller(3900000001u, 3900000010u, {3900000011u});
+    credutl_sid_t sid{};
+    const std::function<void()> answered[] = {[&] { EXPECT_EQ(credutl_uid_to_sid(3900000001u, &sid), 0); },
+                                              [&] { EXPECT_EQ(credutl_gid_to_sid(3900000010u, &sid), 0); },
+                                              [&] { EXPECT_EQ(credutl_gid_to_sid(3900000011u, &sid), 0); }};
+    const std::string file = folder / "accounts", away = folder / "away";
+    for (size_t known = 0; known <= std::size(answered); known++) {
+        for (size_t i = 0; i < known; i++) answered[i]();
+        std::filesystem::rename(file, away);
+        EXPECT_EQ(of_rpc(caller.request).error, KS_EIO) << known;
+        std::filesystem::rename(away, file);
+        credutl_flush_accounts();
+    }
+    EXPECT_EQ(of_rpc(caller.request).error, 0);
+    std::filesystem::rename(file, away);
+    credutl_flush_accounts();
+    credutl_sid_credentials_t *sids = nullptr;
+    EXPECT_EQ(credutl_get_sid_credentials(&sids), KS_EIO);
+    EXPECT_EQ(sids, nullptr);
+    EXPECT_EQ(made(credutl_client_from_process).error, KS_EIO);
+}
+
 TEST_F(Client, PeerOfALocalSocketIsKnown) {
     int pair[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, pair), 0);
@@ -216,21 +347,6 @@ TEST_F(Client, OtherDescriptorsAreNoLocalSockets) {
     EXPECT_EQ(credutl_client_from_socket(0, nullptr), KS_EINVAL);
 }
 
-// A request with AUTH_SYS credentials, made by hand.
-struct auth_sys_request {
-    auth_sys_request(uint32_t uid, uint32_t gid, std::vector<gid_t> more) : groups(std::move(more)) {
-        parameters.aup_uid = uid;
-        parameters.aup_gid = gid;
-        parameters.aup_len = static_cast<u_int>(groups.size());
-        parameters.aup_gids = groups.data();
-        request.rq_cred.oa_flavor = AUTH_SYS;
-        request.rq_clntcred = &parameters;
-    }
-    std::vector<gid_t> groups;
-    authunix_parms parameters{};
-    svc_req request{};
-};
-
 TEST_F(Client, AuthSysCallerIsWhoItSays) {
     const auth_sys_request caller(3900000001u, 3900000010u, {3900000011u, 3900000010u, 3900000012u, 3900000011u});
     const identity who = of_rpc(caller.request);
@@ -274,6 +390,54 @@ TEST_F(Client, RequestsWithoutAUsableIdentityAreRefused) {
     credutl_client_t *client = nullptr;
     EXPECT_EQ(credutl_client_from_rpc(nullptr, &client), KS_EINVAL);
     EXPECT_EQ(credutl_client_from_rpc(&caller.request, nullptr), KS_EINVAL);
+}
+
+TEST_F(Client, AuthSysCallerOfManyGroupsHasEachOnceAndInOrder) {
+    std::vector<gid_t> groups;
+    strings expected;
+    for (gid_t i = 0; i < 500; i++) {
+        groups.insert(groups.end(), {3900001000u + 7 * i, 3900001000u});
+        if (i > 0) expected.push_back(gid_sid(groups[2 * i]));
+    }
+    const identity who = of_rpc(auth_sys_request(3900000001u, 3900001000u, groups).request);
+    EXPECT_EQ(who.error, 0);
+    EXPECT_EQ(who.group, gid_sid(3900001000u));
+    EXPECT_EQ(who.groups, expected);
+}
+
+TEST_F(Client, AuthenticatedCallerIsTheAccountOfItsPrincipal) {
+    const auto named = [](const std::string &name) {
+        std::string token("\x04\x01\x00\x0B\x06\x09\x2A\x86\x48\x86\xF7\x12\x01\x02\x02\x00\x00\x00", 18);
+        token += static_cast<char>(name.size());
+        token += name;
+        exported_name all{static_cast<int>(token.size()), ""};
+        token.copy(all.bytes, sizeof all.bytes);
+        return all;
+    };
+    exported_name alice = named("alice@CORP.EXAMPLE"), service = named("nfs/host@CORP"), cut = alice;
+    cut.length = -1;
+    SVCXPRT transport{};
+    auth_sys_request gss(1, 1, {});
+    gss.request.rq_cred.oa_flavor = 6;
+    gss.request.rq_xprt = &transport;
+    raw_credentials raw{};
+    scripted.is_authenticated = true;
+    const auto caller = [&](exported_name *name) {
+        raw.client = name;
+        return of_rpc(gss.request);
+    };
+    EXPECT_EQ(of_rpc(gss.request).error, KS_EACCES) << "it says nothing";
+    scripted.caller = &raw;
+    const identity who = caller(&alice);
+    EXPECT_EQ(who.error, 0);
+    EXPECT_EQ(who.domain, "CORP");
+    EXPECT_EQ(who.user, "S-1-5-21-1-2-3-1001");
+    EXPECT_EQ(who.group, "S-1-5-21-1-2-3-513");
+    EXPECT_EQ(caller(&service).error, KS_EACCES);
+    EXPECT_EQ(caller(&cut).error, KS_EACCES);
+    EXPECT_EQ(caller(nullptr).error, KS_EACCES);
+    scripted.is_authenticated = false;
+    EXPECT_EQ(caller(&alice).error, KS_EACCES);
 }
 
 // A real call over the loopback, without the port mapper: the service runs in this thread, the caller in another.
@@ -383,6 +547,44 @@ TEST_F(Client, LocalAccountHasTheGroupsOfTheHost) {
     EXPECT_EQ(who.domain, credutl_local_domain());
     EXPECT_EQ(who.user, "S-1-22-1-0");
     EXPECT_EQ(who.group, gid_sid(0));
+}
+
+TEST_F(Client, LocalAccountMayHaveManyGroups) {
+    std::vector<gid_t> &groups = scripted.account_groups;
+    groups.resize(300);
+    std::iota(groups.begin(), groups.end(), 3900001000u);
+    groups[200] = 0; // the primary one stands anywhere
+    const auto root = [&] {
+        return made([](credutl_client_t **out) { return credutl_client_from_account("root", out); });
+    };
+    const identity who = root();
+    EXPECT_EQ(who.error, 0);
+    EXPECT_EQ(who.group, gid_sid(0));
+    EXPECT_EQ(who.groups.size(), 299u);
+    EXPECT_EQ(who.groups.front(), gid_sid(3900001000u));
+    groups.resize(size_t{CREDUTL_MAX_GROUPS} + 2, 3900002000u);
+    EXPECT_EQ(root().error, KS_EIO);
+    int pair[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, pair), 0);
+    const identity peer = made([&](credutl_client_t **out) { return credutl_client_from_socket(pair[0], out); });
+    EXPECT_EQ(peer.error, KS_EIO);
+    for (const int each : pair) close(each);
+}
+
+TEST_F(Client, GroupsOfAnAccountAreThoseOfTheFileAsItIsNow) {
+    const auto alice = [&] {
+        return made([](credutl_client_t **out) { return credutl_client_from_account("CORP\\alice", out); });
+    };
+    ASSERT_EQ(alice().groups.size(), 2u);
+    folder.write("accounts", "CORP\\alice user S-1-5-21-1-2-3-1001\n"
+                             "CORP\\ops group S-1-5-21-1-2-3-9101\n"
+                             "CORP\\alice member CORP\\ops\n");
+    const identity now = alice();
+    EXPECT_EQ(now.group, "S-1-5-21-1-2-3-9101") << "not the SID that was kept from the former file";
+    EXPECT_EQ(now.groups, strings{});
+    EXPECT_EQ(alice().error, 0);
+    std::filesystem::remove(folder / "accounts");
+    EXPECT_EQ(alice().error, KS_EIO);
 }
 
 class ReadyClient : public Client {

@@ -5,11 +5,22 @@
 #include "support/faults.hpp"
 #include "support/temp_dir.hpp"
 
+#include <cerrno>
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <memory>
+#include <pwd.h>
 #include <rapidcheck/gtest.h>
 #include <string>
 #include <vector>
+
+static bool memory_is_short = false; // for the host's database of users
+
+extern "C" [[gnu::visibility("default")]] int getpwuid_r(uid_t uid, passwd *record, char *buffer, size_t size,
+                                                         passwd **found) {
+    static const auto next = reinterpret_cast<decltype(&getpwuid_r)>(dlsym(RTLD_NEXT, "getpwuid_r"));
+    return memory_is_short ? ENOMEM : next(uid, record, buffer, size, found);
+}
 
 namespace {
 
@@ -143,6 +154,18 @@ TEST_F(Credentials, SidsAreNamedOrShownByTheirText) {
     const whole_ptr whole = whole_of(alice_sids.value);
     ASSERT_EQ(credutl_whole_credentials_to_whole_string_credentials(whole.get(), &out), 0);
     EXPECT_EQ(flat(*strings_ptr(out)), flat(alice.value));
+}
+
+TEST_F(Credentials, NameForWhichMemoryIsShortIsNotShownByItsText) {
+    sid_source root{credutl_sid_t{}, CREDUTL_SID_NOBODY, {}};
+    ASSERT_EQ(credutl_str_to_sid("S-1-22-1-0", &root.value.user), 0);
+    credutl_string_credentials_t *out = nullptr;
+    memory_is_short = true;
+    EXPECT_EQ(credutl_sid_credentials_to_string_credentials(&root.value, &out), KS_ENOMEM);
+    memory_is_short = false;
+    EXPECT_EQ(out, nullptr);
+    ASSERT_EQ(credutl_sid_credentials_to_string_credentials(&root.value, &out), 0);
+    EXPECT_EQ(flat(*strings_ptr(out)), (strings{std::string(credutl_local_domain()) + "\\root", ""}));
 }
 
 TEST_F(Credentials, CopiesAreEqualAndTheirOwn) {

@@ -5,9 +5,19 @@
 
 #include <gtest/gtest.h>
 
+#include <dlfcn.h>
 #include <filesystem>
 #include <string>
 #include <unistd.h>
+
+static const char *file_of_library = nullptr; // what the loader says, in place of the truth
+
+extern "C" [[gnu::visibility("default")]] int dladdr(const void *address, Dl_info *info) noexcept {
+    static const auto next = reinterpret_cast<decltype(&dladdr)>(dlsym(RTLD_NEXT, "dladdr"));
+    const int found = next(address, info);
+    if (file_of_library) info->dli_fname = file_of_library;
+    return found;
+}
 
 namespace {
 
@@ -68,6 +78,15 @@ TEST(IsDirectory, IsForDirectoriesOnly) {
 TEST(DirectoryAboveLibrary, IsAbsoluteAlsoForAProgramThatHoldsTheLibrary) {
     char buffer[256];
     ks::os::directory_above_library(buffer, sizeof buffer);
+    EXPECT_EQ(std::filesystem::path(buffer),
+              std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path());
+}
+
+TEST(DirectoryAboveLibrary, IsThatOfTheProgramWhereTheLoaderKnowsNoPath) {
+    char buffer[256];
+    file_of_library = "a name that is no path";
+    ks::os::directory_above_library(buffer, sizeof buffer);
+    file_of_library = nullptr;
     EXPECT_EQ(std::filesystem::path(buffer),
               std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path());
 }

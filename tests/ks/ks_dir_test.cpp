@@ -6,10 +6,41 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstring>
+#include <dlfcn.h>
+#include <fcntl.h>
 #include <filesystem>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <sys/stat.h>
 #include <unistd.h>
+
+namespace {
+
+// What the host has, in place of the truth.
+struct host_answers {
+    std::optional<bool> lets_us_fill_var;
+    bool has_configuration = false;
+};
+host_answers scripted;
+
+} // namespace
+
+extern "C" [[gnu::visibility("default")]] int faccessat(int at, const char *path, int mode, int flags) noexcept {
+    static const auto next = reinterpret_cast<decltype(&faccessat)>(dlsym(RTLD_NEXT, "faccessat"));
+    if (!scripted.lets_us_fill_var || !std::string_view(path).starts_with("/var/lib")) {
+        return next(at, path, mode, flags);
+    }
+    errno = EACCES;
+    return *scripted.lets_us_fill_var ? 0 : -1;
+}
+
+extern "C" [[gnu::visibility("default")]] int stat(const char *path, struct stat *status) noexcept {
+    const bool is_asked = scripted.has_configuration && std::strcmp(path, "/etc/tessivane") == 0;
+    return fstatat(AT_FDCWD, is_asked ? "/" : path, status, 0);
+}
 
 namespace {
 
@@ -66,6 +97,28 @@ TEST(KsHostdataDir, IsElseTheHostsOrTheUsersOwn) {
     constexpr char host[] = "/var/lib/tessivane";
     const bool for_all = std::filesystem::exists(host) ? writable(host) : writable("/var/lib");
     EXPECT_EQ(call(ks_hostdata_dir, "log"), for_all ? "/var/lib/tessivane\\log" : "/users/u/state\\tessivane\\log");
+}
+
+TEST(KsHostdataDir, IsTheUsersOwnForThoseWhoMayNotFillTheHosts) {
+    const scoped_env unset("ORSIK_HOSTDATA_DIR", nullptr);
+    const scoped_env state("XDG_STATE_HOME", "/users/u/state");
+    scripted.lets_us_fill_var = false;
+    EXPECT_EQ(call(ks_hostdata_dir, "log"), "/users/u/state\\tessivane\\log");
+    {
+        const scoped_env none("XDG_STATE_HOME", nullptr);
+        const scoped_env home("HOME", nullptr);
+        EXPECT_EQ(call(ks_hostdata_dir, "log"), "/var/lib/tessivane\\log") << "they have none";
+    }
+    scripted.lets_us_fill_var = true;
+    EXPECT_EQ(call(ks_hostdata_dir, "log"), "/var/lib/tessivane\\log");
+    scripted = {};
+}
+
+TEST(KsConfigDir, IsTheHostsWhereThereIsOne) {
+    const scoped_env variable("ORSIK_PRODUCT_DIR", "/opt/x");
+    scripted.has_configuration = true;
+    EXPECT_EQ(call(ks_config_dir, "accounts"), "/etc/tessivane\\accounts");
+    scripted = {};
 }
 
 TEST(KsConfigDir, IsTheHostsOrTheProducts) {

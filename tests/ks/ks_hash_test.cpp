@@ -48,6 +48,18 @@ TEST(HashStr, ReplacesAValue) {
     EXPECT_EQ(hash_str_count(t.table), 1u);
 }
 
+TEST(HashStr, RemovesAKeyOnce) {
+    table_owner t;
+    hash_str_put(t.table, "key", 1);
+    hash_str_put(t.table, "other", 2);
+    EXPECT_EQ(hash_str_remove(t.table, "KEY"), 0);
+    EXPECT_EQ(hash_str_remove(t.table, "key"), 1);
+    EXPECT_EQ(hash_str_remove(t.table, "key"), 0);
+    EXPECT_EQ(hash_str_count(t.table), 1u);
+    EXPECT_EQ(get(t.table, "key"), untouched);
+    EXPECT_EQ(get(t.table, "other"), 2u);
+}
+
 TEST(HashStr, CopiesKeys) {
     table_owner t;
     char key[] = "first";

@@ -399,6 +399,11 @@ TEST(ImsgEmphasis, DoesNotOutlastItsMessage) {
     EXPECT_EQ(on_terminal([] { imsg_print(IMSG_PLAIN, "\001\0011Bopen", IMSG_LITERAL); }), "\033[1mopen\033[22m");
 }
 
+TEST(ImsgEmphasis, IsNotWhatOnlyBeginsLikeAMark) {
+    EXPECT_EQ(on_terminal([] { imsg_print(IMSG_PLAIN, "a\001b\001\0012Bc\001", IMSG_LITERAL); }),
+              "a\001b\001\0012Bc\001");
+}
+
 TEST(ImsgEmphasis, CannotBeBroughtByAnArgument) {
     EXPECT_EQ(on_terminal([] { imsg_print(IMSG_PLAIN, "%s\n", IMSG_LITERAL, "\001\0011B\033[1m"); }),
               "^A^A1B^[[1m\n");

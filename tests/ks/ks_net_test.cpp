@@ -4,16 +4,61 @@
 #include "ks/ks_stg.h"
 
 #include <arpa/inet.h>
+#include <cerrno>
 #include <cstring>
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <poll.h>
 #include <string>
 #include <sys/socket.h>
 #include <unistd.h>
 #include <vector>
+
+namespace {
+
+// What the host's calls answer in place of the truth.
+struct host_answers {
+    int resolver = 0;           // EAI_...
+    std::vector<int> polls;     // errors of the next ones
+    std::vector<int> transfers; // of the next recv() and send()
+};
+host_answers scripted;
+
+int next_error(std::vector<int> &errors) {
+    if (errors.empty()) return 0;
+    errno = errors.back();
+    errors.pop_back();
+    return -1;
+}
+
+} // namespace
+
+extern "C" [[gnu::visibility("default")]] int getaddrinfo(const char *host, const char *service,
+                                                          const addrinfo *wanted, addrinfo **found) {
+    static const auto next = reinterpret_cast<decltype(&getaddrinfo)>(dlsym(RTLD_NEXT, "getaddrinfo"));
+    errno = EMFILE;
+    return scripted.resolver != 0 ? scripted.resolver : next(host, service, wanted, found);
+}
+
+extern "C" [[gnu::visibility("default")]] int poll(pollfd *all, nfds_t count, int limit) {
+    static const auto next = reinterpret_cast<decltype(&poll)>(dlsym(RTLD_NEXT, "poll"));
+    return next_error(scripted.polls) != 0 ? -1 : next(all, count, limit);
+}
+
+extern "C" [[gnu::visibility("default")]] ssize_t recv(int fd, void *buffer, size_t size, int flags) {
+    static const auto next = reinterpret_cast<decltype(&recv)>(dlsym(RTLD_NEXT, "recv"));
+    return next_error(scripted.transfers) != 0 ? -1 : next(fd, buffer, size, flags);
+}
+
+extern "C" [[gnu::visibility("default")]] ssize_t send(int fd, const void *data, size_t size, int flags) {
+    static const auto next = reinterpret_cast<decltype(&send)>(dlsym(RTLD_NEXT, "send"));
+    return next_error(scripted.transfers) != 0 ? -1 : next(fd, data, size, flags);
+}
 
 namespace {
 
@@ -87,6 +132,24 @@ TEST(SysutlHostAddr, TellsWhatIsNoHost) {
     EXPECT_EQ(count, 7u);
 }
 
+TEST(SysutlHostAddr, TellsAResolverThatFailsFromAHostThatIsNone) {
+    sysutl_sockaddr_t *addresses = nullptr;
+    size_t count = 7;
+    for (const auto &[code, error] : {std::pair{EAI_AGAIN, int{KS_EAGAIN}},
+                                      {EAI_MEMORY, KS_ENOMEM},
+                                      {EAI_SYSTEM, KS_EMFILE},
+                                      {EAI_FAIL, KS_EIO},
+                                      {EAI_NODATA, KS_ENOENT},
+                                      {EAI_ADDRFAMILY, KS_ENOENT},
+                                      {EAI_FAMILY, KS_ENOENT}}) {
+        scripted.resolver = code;
+        EXPECT_EQ(sysutl_host_addr("host", "25", &addresses, &count), error) << gai_strerror(code);
+    }
+    scripted.resolver = 0;
+    EXPECT_EQ(addresses, nullptr);
+    EXPECT_EQ(count, 7u);
+}
+
 TEST(SysutlSockaddr, RefusesOtherFamiliesAndBuffersThatAreTooSmall) {
     sysutl_sockaddr_t none{}, copy;
     char text[SYSUTL_SOCKADDR_STR_SIZE];
@@ -148,6 +211,31 @@ TEST_F(Socket, WaitsNoLongerThanItMay) {
     EXPECT_LT(count, much.size());
     // What was cut off stays cut off, and SIGPIPE does not end this program.
     EXPECT_NE(ks_socket_send(client, "x", 1, 0, 10, &count), 0);
+    EXPECT_EQ(count, 0u);
+}
+
+TEST_F(Socket, GoesOnAfterAnInterruptionAndNotAfterAFailure) {
+    ASSERT_EQ(listen(listener, 1), 0);
+    ASSERT_EQ(ks_socket_create(&address, &client), 0);
+    scripted.polls = {EINTR, EINTR};
+    EXPECT_EQ(ks_socket_connect(client, &address, 5000), 0);
+    EXPECT_TRUE(scripted.polls.empty());
+    ASSERT_GE(peer = accept(listener, nullptr, nullptr), 0);
+    char buffer[16] = "";
+    size_t count = 0;
+    scripted.transfers = {EINTR, EINTR};
+    EXPECT_EQ(ks_socket_send(client, "hello", 5, 0, 5000, &count), 0);
+    EXPECT_TRUE(scripted.transfers.empty());
+    EXPECT_EQ(write(peer, "good day", 8), 8);
+    scripted.transfers = {EINTR};
+    EXPECT_EQ(ks_socket_receive(client, buffer, sizeof buffer, 5000, &count), 0);
+    EXPECT_EQ(std::string(buffer, count), "good day");
+
+    scripted.transfers = {ECONNRESET};
+    EXPECT_EQ(ks_socket_receive(client, buffer, sizeof buffer, 5000, &count), ks_errno_from_host(ECONNRESET));
+    scripted.transfers = {EAGAIN};
+    scripted.polls = {ENOMEM};
+    EXPECT_EQ(ks_socket_send(client, "x", 1, 0, 5000, &count), KS_ENOMEM);
     EXPECT_EQ(count, 0u);
 }
 

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <pwd.h>
@@ -14,6 +15,15 @@
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
+
+static int error_of_host_name = 0; // when it cannot be told
+
+extern "C" [[gnu::visibility("default")]] int gethostname(char *name, size_t size) noexcept {
+    static const auto next = reinterpret_cast<decltype(&gethostname)>(dlsym(RTLD_NEXT, "gethostname"));
+    if (error_of_host_name == 0) return next(name, size);
+    errno = error_of_host_name;
+    return -1;
+}
 
 namespace {
 
@@ -87,6 +97,14 @@ TEST_F(Sysutl, FailureLeavesAnEmptyText) {
     EXPECT_EQ(sysutl_usid_to_user(&alice, SYSUTL_FORM_NAME, text, 0), KS_ENAMETOOLONG);
     EXPECT_STREQ(text, "old");
     EXPECT_EQ(sysutl_usid_to_user(&alice, SYSUTL_FORM_NAME, text, std::strlen("CORP\\alice") + 1), 0);
+}
+
+TEST_F(Sysutl, HostNameThatCannotBeToldIsEmpty) {
+    std::strcpy(text, "old");
+    error_of_host_name = EPERM;
+    EXPECT_EQ(sysutl_myhostname(text, sizeof text), KS_EPERM);
+    error_of_host_name = 0;
+    EXPECT_STREQ(text, "");
 }
 
 TEST_F(Sysutl, HostNameIsShortAndCutToFit) {

@@ -22,7 +22,6 @@ int winbind_domain_sid(credutl_sid_t &sid);
 class back_end {
 public:
     explicit back_end(const char *file) noexcept;
-    [[nodiscard]] bool is_there() const noexcept { return handle_ != nullptr; }
 
     // The address of a function; nullptr when the library has none of that name.
     template <class Function> [[nodiscard]] Function *function(const char *name) const noexcept {
