@@ -310,7 +310,7 @@ TEST_F(Notify, SendsNothingFromAHostWithoutAName) {
     trouble.no_name = true;
     EXPECT_EQ(notify({"a@b"}), TBS_ST_ERROR);
     trouble = {};
-    EXPECT_THAT(said(), ElementsAre("6/90 Unable to find name of host.", undeliverable));
+    EXPECT_THAT(said(), ElementsAre("6/92 Unable to find name of host.", undeliverable));
 }
 
 TEST_F(Notify, RefusesSettingsThatAreNoNumbersOfTheirRange) {
