@@ -19,9 +19,10 @@ KS_BEGIN_C
 KS_API char *ks_product_dir(char *buffer, const char *leaf) KS_NOEXCEPT;
 
 /**
- * Names a directory of the host's data: the environment variable ORSIK_HOSTDATA_DIR, else "/var/lib/tessivane", or
- * for a user who cannot write there "tessivane" below XDG_STATE_HOME (or below ".local/state" in the home
- * directory); then "\" and the leaf, when it is not empty.
+ * Names a directory or a file of the host's data: the environment variable ORSIK_HOSTDATA_DIR, else
+ * "/var/lib/tessivane", or for a user who cannot write there "tessivane" below XDG_STATE_HOME (or below ".local/state"
+ * in the home directory); then "\" and the leaf, when it is not empty. What the host has under the leaf serves that
+ * user all the same: a directory that he may write into, and any file, so that the host's settings are everybody's.
  *
  * @param buffer  at least #KS_PATH_SIZE bytes; always terminated, cut when the path is longer.
  * @param leaf    name of a directory or file below; NULL counts as "".

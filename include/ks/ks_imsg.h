@@ -173,8 +173,9 @@ typedef struct imsg_log imsg_log_t;
 /**
  * Redirects the calling thread's messages into a log file until imsg_end_log(). Calls nest.
  *
- * The file is made when missing (mode 0640, its directory too, mode 0750), opened for appending, never through a
- * symbolic link, and closed on exec; only a regular file is a log. Each message is one record, appended with one write:
+ * The file is made when missing (mode 0640, its directory too, mode 0750, and the host data directory above it unless
+ * ORSIK_HOSTDATA_DIR names that), opened for appending, never through a symbolic link, and closed on exec; only a
+ * regular file is a log. Each message is one record, appended with one write:
  *
  *     2026-11-21T03:50:00.123456Z host program[process.thread] category module number severity text
  *

@@ -1,5 +1,6 @@
 #include "ks/ks_dir.h"
 
+#include "internal/ks_dir.hpp"
 #include "internal/ks_os.hpp"
 #include "ks/ks_file.h"
 #include "ks/ks_str.h"
@@ -40,7 +41,31 @@ char *append_leaf(char *buffer, const char *leaf) {
     return buffer;
 }
 
+// Tells whether the host's own data serve the process: it may fill their directory, or what the leaf names is there for
+// it.
+bool uses_data_of_host(const char *leaf) {
+    if (ks::os::can_fill_directory(ks::os::hostdata_directory)) return true;
+    char part[KS_PATH_SIZE], host_part[KS_PATH_SIZE];
+    strutl_cpy_buf(part, sizeof part, ks::os::hostdata_directory);
+    return leaf && *leaf && fileutl_host_path(append_leaf(part, leaf), host_part, sizeof host_part) == 0 &&
+           ks::os::is_shared(host_part);
+}
+
 } // namespace
+
+namespace ks {
+
+bool make_hostdata_directory_for(std::string_view host_path) noexcept {
+    // One that somebody named and did not make may be one that is not mounted.
+    if (os::trusted_getenv("ORSIK_HOSTDATA_DIR")) return false;
+    char product_path[KS_PATH_SIZE], directory[KS_PATH_SIZE];
+    if (fileutl_host_path(ks_hostdata_dir(product_path, nullptr), directory, sizeof directory) != 0) return false;
+    const std::string_view above = directory;
+    return host_path.starts_with(above) && host_path.substr(above.size()).starts_with('/') &&
+           os::make_directories(directory);
+}
+
+} // namespace ks
 
 extern "C" char *ks_product_dir(char *buffer, const char *leaf) noexcept {
     if (!buffer) return nullptr;
@@ -53,8 +78,7 @@ extern "C" char *ks_hostdata_dir(char *buffer, const char *leaf) noexcept {
     if (!buffer) return nullptr;
     if (const char *chosen = ks::os::trusted_getenv("ORSIK_HOSTDATA_DIR")) {
         strutl_cpy_buf(buffer, KS_PATH_SIZE, chosen);
-    } else if (!ks::os::can_fill_directory(ks::os::hostdata_directory) &&
-               ks::os::user_state_directory(buffer, KS_PATH_SIZE)) {
+    } else if (!uses_data_of_host(leaf) && ks::os::user_state_directory(buffer, KS_PATH_SIZE)) {
         append_leaf(buffer, "tessivane");
     } else {
         strutl_cpy_buf(buffer, KS_PATH_SIZE, ks::os::hostdata_directory);

@@ -1,3 +1,4 @@
+#include "internal/ks_dir.hpp"
 #include "internal/ks_fail.hpp"
 #include "internal/ks_imsg.hpp"
 #include "internal/ks_imsg_os.hpp"
@@ -141,7 +142,10 @@ extern "C" imsg_log_t *imsg_start_log(const char *path, int event_service, int d
     if (const int error = fileutl_host_path(path, host_path, sizeof host_path)) return fail(error);
     std::unique_ptr<imsg_log> log(new (std::nothrow) imsg_log{});
     if (!log) return fail(KS_ENOMEM);
-    if (const int error = ks::os::open_log(host_path, log->file)) return fail(error);
+    int error = ks::os::open_log(host_path, log->file);
+    if (error == KS_ENOENT && ks::make_hostdata_directory_for(host_path))
+        error = ks::os::open_log(host_path, log->file);
+    if (error) return fail(error);
     log->event_service = event_service != 0;
     log->durable = durable != 0;
     log->below = top;

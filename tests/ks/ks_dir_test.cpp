@@ -1,6 +1,7 @@
 #include "ks/ks_dir.h"
 
 #include "ks/ks_file.h"
+#include "ks/ks_imsg.h"
 #include "support/env.hpp"
 #include "support/temp_dir.hpp"
 
@@ -23,6 +24,7 @@ namespace {
 struct host_answers {
     std::optional<bool> lets_us_fill_var;
     bool has_configuration = false;
+    const char *has_file = nullptr, *has_open_directory = nullptr; // paths, in a directory that we may not write
 };
 host_answers scripted;
 
@@ -34,12 +36,14 @@ extern "C" [[gnu::visibility("default")]] int faccessat(int at, const char *path
         return next(at, path, mode, flags);
     }
     errno = EACCES;
-    return *scripted.lets_us_fill_var ? 0 : -1;
+    const bool is_open = scripted.has_open_directory && std::strcmp(path, scripted.has_open_directory) == 0;
+    return *scripted.lets_us_fill_var || is_open ? 0 : -1;
 }
 
 extern "C" [[gnu::visibility("default")]] int stat(const char *path, struct stat *status) noexcept {
-    const bool is_asked = scripted.has_configuration && std::strcmp(path, "/etc/tessivane") == 0;
-    return fstatat(AT_FDCWD, is_asked ? "/" : path, status, 0);
+    const auto is = [&](const char *known) { return known && std::strcmp(path, known) == 0; };
+    const bool is_directory = (scripted.has_configuration && is("/etc/tessivane")) || is(scripted.has_open_directory);
+    return fstatat(AT_FDCWD, is_directory ? "/" : is(scripted.has_file) ? "/dev/null" : path, status, 0);
 }
 
 namespace {
@@ -111,6 +115,48 @@ TEST(KsHostdataDir, IsTheUsersOwnForThoseWhoMayNotFillTheHosts) {
     }
     scripted.lets_us_fill_var = true;
     EXPECT_EQ(call(ks_hostdata_dir, "log"), "/var/lib/tessivane\\log");
+    scripted = {};
+}
+
+TEST(KsHostdataDir, IsTheHostsForWhatTheHostSharesWithEverybody) {
+    const scoped_env unset("ORSIK_HOSTDATA_DIR", nullptr);
+    const scoped_env state("XDG_STATE_HOME", "/users/u/state");
+    scripted.lets_us_fill_var = false;
+    scripted.has_file = "/var/lib/tessivane/registry.db";
+    EXPECT_EQ(call(ks_hostdata_dir, "registry.db"), "/var/lib/tessivane\\registry.db");
+    EXPECT_EQ(call(ks_hostdata_dir, "log"), "/users/u/state\\tessivane\\log") << "there is none";
+    scripted.has_open_directory = "/var/lib/tessivane/log";
+    EXPECT_EQ(call(ks_hostdata_dir, "log"), "/var/lib/tessivane\\log");
+    EXPECT_EQ(call(ks_hostdata_dir, nullptr), "/users/u/state\\tessivane");
+    scripted.has_open_directory = nullptr;
+    scripted.has_file = nullptr;
+    EXPECT_EQ(call(ks_hostdata_dir, "registry.db"), "/users/u/state\\tessivane\\registry.db");
+    scripted = {};
+}
+
+// Whether a log can be opened in the directory "log" below a path.
+bool logs_below(const std::string &directory) {
+    const bool opened = imsg_start_log((directory + "\\log\\a log").c_str(), 0, 0) != nullptr;
+    imsg_end_log();
+    return opened;
+}
+
+TEST(KsHostdataDir, IsMadeByTheFirstLogUnlessItWasNamed) {
+    const temp_dir dir;
+    const scoped_env state("XDG_STATE_HOME", dir / "home/state");
+    scripted.lets_us_fill_var = false;
+    {
+        const scoped_env named("ORSIK_HOSTDATA_DIR", dir / "named");
+        EXPECT_FALSE(logs_below(dir / "named")) << "it may be one that is not mounted";
+    }
+    const scoped_env unset("ORSIK_HOSTDATA_DIR", nullptr);
+    EXPECT_FALSE(logs_below(dir / "elsewhere/deep"));
+    EXPECT_FALSE(logs_below(dir / "home/state/tessivane2"));
+    EXPECT_FALSE(std::filesystem::exists(dir / "home"));
+    EXPECT_TRUE(logs_below(dir / "home/state/tessivane"));
+    EXPECT_TRUE(std::filesystem::is_regular_file(dir / "home/state/tessivane/log/a log"));
+    const scoped_env blocked("XDG_STATE_HOME", dir / "home/state/tessivane/log/a log");
+    EXPECT_FALSE(logs_below(dir / "home/state/tessivane/log/a log/tessivane"));
     scripted = {};
 }
 

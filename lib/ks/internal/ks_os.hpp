@@ -47,6 +47,12 @@ bool can_fill_directory(const char *path) noexcept;
 
 bool is_directory(const char *path) noexcept;
 
+// Tells whether there is something that the process may use: a directory that it may make files in, or any file.
+bool is_shared(const char *path) noexcept;
+
+// Makes a directory and those above it. True when they are there.
+bool make_directories(const char *path) noexcept;
+
 // Writes the directory for the user's own state ("$XDG_STATE_HOME", "~/.local/state") and tells whether there is
 // one that fits. `size` is not 0.
 bool user_state_directory(char *buffer, size_t size) noexcept;

@@ -15,6 +15,8 @@
 
 namespace {
 
+constexpr mode_t directory_mode = 0755;
+
 // Cuts the last part off an absolute path; the root stays.
 void leave_directory(char *path) {
     char *slash = std::strrchr(path, '/');
@@ -65,6 +67,22 @@ bool can_fill_directory(const char *path) noexcept {
 bool is_directory(const char *path) noexcept {
     struct stat status;
     return stat(path, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+bool is_shared(const char *path) noexcept {
+    struct stat status;
+    return stat(path, &status) == 0 && (!S_ISDIR(status.st_mode) || may_write(path));
+}
+
+bool make_directories(const char *path) noexcept {
+    char prefix[PATH_MAX];
+    if (*path != '/' || strutl_cpy_buf(prefix, sizeof prefix, path) < std::strlen(path)) return false;
+    for (char *slash = std::strchr(prefix + 1, '/');; slash = std::strchr(slash + 1, '/')) {
+        if (slash) *slash = '\0';
+        if (mkdir(prefix, directory_mode) != 0 && errno != EEXIST) return false;
+        if (!slash) return true;
+        *slash = '/';
+    }
 }
 
 bool user_state_directory(char *buffer, size_t size) noexcept {
