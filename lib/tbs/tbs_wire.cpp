@@ -54,7 +54,7 @@ bool get_units(XDR *xdrs, uint8_t *to, size_t size) {
     return true;
 }
 
-bool window::open(size_t size) {
+[[gnu::always_inline]] inline bool window::open(size_t size) {
     if (size > std::numeric_limits<u_int>::max()) return false;
     position_ = XDR_GETPOS(xdrs_);
     auto *bytes = reinterpret_cast<cursor>(XDR_INLINE(xdrs_, static_cast<u_int>(size)));
@@ -76,7 +76,7 @@ bool sink::settle(const uint8_t *at) {
 }
 
 cursor sink::more(cursor at, size_t size) {
-    if (!settle(at)) return nullptr;
+    if (start_ != end_ && !settle(at)) return nullptr; // the window of a walk that begins is empty
     uint32_t left = 0;
     xdr_ks_bytes_left(xdrs_, &left);
     if (open(std::max<size_t>(left, size))) return start_;
@@ -85,19 +85,14 @@ cursor sink::more(cursor at, size_t size) {
     return start_;
 }
 
-cursor sink::longer_text(cursor at, const char *characters, uint32_t max) {
-    const size_t length = std::strlen(characters);
-    if (length > max) return nullptr;
+cursor sink::rare_text(cursor at, const char *characters) { return text(at, characters, no_maximum); }
+
+cursor sink::text_in_window(cursor at, const char *characters, size_t length, uint32_t max) {
     const size_t size = unit + padded(length);
-    if (ahead(at) < size && !(at = more(at, size))) return nullptr;
-    if (ahead(at) < size) { // too long to be staged
-        restart();
-        return pass_text(xdrs_, const_cast<char **>(&characters), max) ? begin() : nullptr;
-    }
-    store(at, static_cast<uint32_t>(length));
-    std::memset(at + size - unit, 0, unit);
-    std::memcpy(at + unit, characters, length);
-    return at + size;
+    at = more(at, size);
+    if (!at || ahead(at) >= size) return at ? copied(at, characters, length) : nullptr;
+    restart(); // too long to be staged
+    return pass_text(xdrs_, const_cast<char **>(&characters), max) ? begin() : nullptr;
 }
 
 cursor sink::bytes(cursor at, const void *first, uint32_t size) {
@@ -126,7 +121,7 @@ bool source::settle(const uint8_t *at) { return !can_go_back_ || close(at); }
 
 cursor source::look(cursor at) {
     uint32_t left = 0;
-    if (!settle(at)) return nullptr;
+    if (start_ != end_ && !settle(at)) return nullptr;
     restart();
     return xdr_ks_bytes_left(xdrs_, &left) && left >= unit && open(left) ? start_ : begin();
 }

@@ -118,10 +118,16 @@ public:
         store(at, value);
         return at + unit;
     }
-    // A text, null as the empty one.
-    [[nodiscard]] cursor text(cursor at, const char *characters, uint32_t max) {
-        return characters && *characters ? longer_text(at, characters, max) : word(at, 0);
+    // A text, null as the empty one. In line, since most texts are short and there is room for them.
+    [[nodiscard, gnu::always_inline]] cursor text(cursor at, const char *characters, uint32_t max) {
+        if (!characters || !*characters) return word(at, 0);
+        const size_t length = std::strlen(characters);
+        if (length > max) return nullptr;
+        return ahead(at) >= unit + padded(length) ? copied(at, characters, length)
+                                                  : text_in_window(at, characters, length, max);
     }
+    // A text that most records lack: out of line, where it costs those nothing.
+    [[nodiscard]] cursor rare_text(cursor at, const char *characters);
     // Bytes as they are, and their padding.
     [[nodiscard]] cursor bytes(cursor at, const void *first, uint32_t size);
     // The elements of an array.
@@ -131,8 +137,17 @@ public:
     [[nodiscard]] bool finish(cursor at) { return at && settle(at); }
 
 private:
+    // A text where there is room for it.
+    [[nodiscard, gnu::always_inline]] static cursor copied(cursor at, const char *characters, size_t length) {
+        const cursor end = at + unit + padded(length);
+        store(at, static_cast<uint32_t>(length));
+        store(end - unit, 0); // the padding; characters go over the rest
+        std::memcpy(at + unit, characters, length);
+        return end;
+    }
     [[nodiscard]] cursor more(cursor at, size_t size);
-    [[nodiscard]] cursor longer_text(cursor at, const char *characters, uint32_t max);
+    // A text in a new window, or past all windows when it is too long for one.
+    [[nodiscard]] cursor text_in_window(cursor at, const char *characters, size_t length, uint32_t max);
     [[nodiscard]] bool settle(const uint8_t *at);
 };
 
@@ -231,8 +246,9 @@ template <auto M> struct narrow {
     static_assert(sizeof(value_type) == 2 * unit);
     static constexpr size_t width = unit;
     static bool put(cursor to, const auto &o) {
-        store(to, static_cast<uint32_t>(value_of<M>(o)));
-        return static_cast<sent_type>(value_of<M>(o)) == value_of<M>(o);
+        const value_type value = value_of<M>(o);
+        store(to, static_cast<uint32_t>(value));
+        return static_cast<sent_type>(value) == value;
     }
     static void get(const uint8_t *from, auto &o) { value_of<M>(o) = static_cast<sent_type>(load(from)); }
 };
@@ -427,6 +443,10 @@ struct fuse<rows<Done...>, fused<In...>, First, Rest...> {
 template <class... Row> auto steps_of(rows<Row...>) -> typename fuse<rows<>, fused<>, Row...>::type;
 template <class T> using steps = decltype(steps_of(record<T>{}));
 
+// A record of fixed size, as one row.
+template <class... Row> auto fused_of(rows<Row...>) -> fused<Row...>;
+template <class T> using whole = decltype(fused_of(record<T>{}));
+
 template <class T, class... Step> cursor put_steps(sink &s, cursor at, const T &o, rows<Step...>) {
     return ((at = Step::put(s, at, o)) && ...) ? at : nullptr;
 }
@@ -467,9 +487,8 @@ cursor in_batches(End &s, cursor at, T *first, size_t count, size_t width, F eac
 template <class T> cursor put_elements(sink &s, cursor at, const void *first, size_t count) {
     const T *elements = static_cast<const T *>(first);
     if constexpr (all_fixed(record<T>{})) {
-        return in_batches(s, at, elements, count, least(record<T>{}), [](cursor to, const T &o) {
-            return [&]<class... Row>(rows<Row...>) { return fused<Row...>::put_all(to, o); }(record<T>{});
-        });
+        return in_batches(s, at, elements, count, whole<T>::least,
+                          [](cursor to, const T &o) { return whole<T>::put_all(to, o); });
     } else {
         for (size_t i = 0; i < count && at; i++) at = put(s, at, elements[i]);
         return at;
@@ -478,9 +497,8 @@ template <class T> cursor put_elements(sink &s, cursor at, const void *first, si
 template <class T> cursor get_elements(source &s, cursor at, void *first, size_t count) {
     T *elements = static_cast<T *>(first);
     if constexpr (all_fixed(record<T>{})) {
-        return in_batches(s, at, elements, count, least(record<T>{}), [](const uint8_t *from, T &o) {
-            return [&]<class... Row>(rows<Row...>) { return fused<Row...>::get_all(from, o), true; }(record<T>{});
-        });
+        return in_batches(s, at, elements, count, whole<T>::least,
+                          [](const uint8_t *from, T &o) { return whole<T>::get_all(from, o), true; });
     } else {
         for (size_t i = 0; i < count && at; i++) at = get(s, at, elements[i]);
         return at;
@@ -531,7 +549,7 @@ template <auto M, auto Kind, auto Value> struct text_of_kind {
     static constexpr size_t least = unit;
     static constexpr bool owns = true;
     static cursor put(sink &s, cursor at, const auto &o) {
-        return s.text(at, o.*Kind == Value ? o.*M : nullptr, no_maximum);
+        return o.*Kind == Value ? s.rare_text(at, o.*M) : s.word(at, 0);
     }
     static cursor get(source &s, cursor at, auto &o) { return s.text(at, o.*M = nullptr, no_maximum); }
     static void drop(auto &o) { free_text(&(o.*M)); }
@@ -636,17 +654,22 @@ template <auto P> struct optional {
     static constexpr bool owns = true;
     static cursor put(sink &s, cursor at, const auto &o) {
         at = s.word(at, o.*P != nullptr);
-        return at && o.*P ? s.elements(at, o.*P, 1, shape_of<element>) : at;
+        if (!at || !(o.*P)) return at;
+        const level nested(s);
+        return nested.ok() ? wire::put(s, at, *(o.*P)) : nullptr;
     }
     static cursor get(source &s, cursor at, auto &o) {
-        uint32_t present = 0, elements = 0;
-        slot built(o.*P, elements);
+        uint32_t present = 0;
+        o.*P = nullptr;
         at = s.word(at, present);
-        return at && present ? s.elements(at, 1, built.memory, built.elements, shape_of<element>) : at;
+        if (!at || !present) return at;
+        const level nested(s);
+        return nested.ok() ? wire::get(s, at, *(o.*P = zalloc<element>())) : s.refuse(at);
     }
     static void drop(auto &o) {
-        if (o.*P) shape_of<element>.drop(o.*P, 1);
-        stg_free(std::exchange(o.*P, nullptr));
+        element *one = std::exchange(o.*P, nullptr);
+        if (one) wire::drop(*one);
+        stg_free(one);
     }
 };
 
@@ -742,26 +765,26 @@ inline bool is_direction(const XDR *xdrs) {
 [[nodiscard]] bool put_units(XDR *xdrs, const uint8_t *from, size_t size);
 [[nodiscard]] bool get_units(XDR *xdrs, uint8_t *to, size_t size);
 
-// A record that is one run of at most 256 bytes: the stream is asked for just these.
-template <class T> bool run_fixed(XDR *xdrs, T &object) {
-    constexpr size_t size = least(record<T>{});
-    using all = decltype([]<class... Row>(rows<Row...>) { return fused<Row...>{}; }(record<T>{}));
-    auto *place = reinterpret_cast<cursor>(XDR_INLINE(xdrs, size));
-    uint8_t staged[size];
-    if (xdrs->x_op == XDR_ENCODE) {
-        return place ? all::put_all(place, object) : all::put_all(staged, object) && put_units(xdrs, staged, size);
-    }
-    if (!place && !get_units(xdrs, staged, size)) return false;
-    all::get_all(place ? place : staged, object);
+// A record of fixed size, on a stream that gives no place for it. Only this function has a buffer on its stack.
+template <class T> [[gnu::noinline]] bool run_staged(XDR *xdrs, T &object) {
+    uint8_t staged[whole<T>::least];
+    if (xdrs->x_op == XDR_ENCODE) return whole<T>::put_all(staged, object) && put_units(xdrs, staged, sizeof staged);
+    if (!get_units(xdrs, staged, sizeof staged)) return false;
+    whole<T>::get_all(staged, object);
     return true;
 }
 
-// Encodes, decodes or releases a record, as the stream says. May throw std::bad_alloc.
+// The same, on any stream: which is asked for just the record's bytes.
+template <class T> bool run_fixed(XDR *xdrs, T &object) {
+    auto *place = reinterpret_cast<cursor>(XDR_INLINE(xdrs, whole<T>::least));
+    if (!place) return run_staged(xdrs, object);
+    if (xdrs->x_op == XDR_ENCODE) return whole<T>::put_all(place, object);
+    whole<T>::get_all(place, object);
+    return true;
+}
+
+// Encodes or decodes a record, as the stream says. May throw std::bad_alloc.
 template <class T> bool walk(XDR *xdrs, T &object) {
-    if (xdrs->x_op == XDR_FREE) {
-        drop(object);
-        return true;
-    }
     if constexpr (all_fixed(record<T>{})) {
         return run_fixed(xdrs, object);
     } else if (xdrs->x_op == XDR_ENCODE) {
@@ -782,6 +805,10 @@ bool pass_text(XDR *xdrs, char **text, uint32_t max);
 template <class T> bool_t run(const char *module, XDR *xdrs, T *object, int line = __builtin_LINE()) noexcept {
     if (!is_direction(xdrs)) return FALSE;
     if (!object) return xdrs->x_op == XDR_FREE && !owns(record<T>{});
+    if (xdrs->x_op == XDR_FREE) {
+        drop(*object);
+        return TRUE;
+    }
     return guard<bool_t>(
         module, FALSE, FALSE, [&]() -> bool_t { return walk(xdrs, *object); }, line);
 }
