@@ -555,6 +555,13 @@ TEST_F(SidAcl, SizeCountsEntriesAndTexts) {
     ASSERT_EQ(acl_.set(TBS_ACL_ID_ROLE, 1, 1), 0);
     EXPECT_EQ(tbs_sid_acl_size(acl_.handle), 42u + 42 + 4 + 42 + 5);
     EXPECT_EQ(tbs_sid_acl_size(nullptr), 0u);
+    char domain[] = "CORP", name[] = "fred";
+    tbs_acl_id_t classic[] = {{TBS_ACL_ID_USER, domain, name}, {TBS_ACL_ID_EVERYONE, nullptr, nullptr}};
+    acl_.handle->ids = classic;
+    acl_.handle->id_count = std::size(classic);
+    EXPECT_EQ(tbs_sid_acl_size(acl_.handle), 42u + 42 + 4 + 42 + 5 + 8 + 4 + 4 + 8);
+    acl_.handle->ids = nullptr;
+    acl_.handle->id_count = 0;
 }
 
 TEST_F(SidAcl, FilterKeepsWhatConcernsASid) {

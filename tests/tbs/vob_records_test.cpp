@@ -351,6 +351,22 @@ TEST(XdrVobReplicaInfo, SendsNameAndTime) {
     EXPECT_EQ(sent(xdr_vob_replica_info_v2_t, {host}), text(host));
 }
 
+TEST(XdrVobReplicaInfoV2, SendsTextsOfAnyLengthOnAnyStream) {
+    const auto routine = reinterpret_cast<xdrproc_t>(xdr_vob_replica_info_v2_t);
+    for (const size_t length : {size_t{0}, size_t{1}, size_t{3}, size_t{4}, size_t{247}, size_t{248}, size_t{252},
+                                size_t{253}, size_t{256}, size_t{257}, size_t{3000}}) {
+        std::string text(length, 'n');
+        const bytes expected = ::text(text);
+        for (const stream_kind kind : all_stream_kinds) {
+            vob_replica_info_v2_t sent_one = {text.data()}, back = {};
+            EXPECT_EQ(encode(kind, routine, &sent_one), expected) << name_of(kind) << ' ' << length;
+            EXPECT_TRUE(decode(kind, expected, routine, &back)) << name_of(kind) << ' ' << length;
+            EXPECT_EQ(back.name ? back.name : "", text) << name_of(kind);
+            stg_free(back.name);
+        }
+    }
+}
+
 TEST(XdrVobUcm, SendTheirShortForms) {
     EXPECT_EQ(sent(xdr_vob_ucm_stream_info_t, {name, 5, VOB_MTYPE_PROJECT, 1}), text(name) + words({5, 24, 1}));
     EXPECT_EQ(sent(xdr_vob_ucm_activity_info_t, {name, 5, 0x80000001, 6}), text(name) + words({5, 0x80000001, 6}));
