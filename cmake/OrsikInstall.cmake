@@ -60,7 +60,8 @@ foreach(directory common config/ui doc/testfix etc/sql etc/utils lib/X11/uid)
     install(DIRECTORY DESTINATION ${directory})
 endforeach()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/data/product/ DESTINATION .)
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION doc FILES_MATCHING PATTERN "*.md" PATTERN "*.svg")
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION doc
+    FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN doxygen EXCLUDE PATTERN schemas EXCLUDE)
 if(TARGET catalogues)
     install(DIRECTORY ${PROJECT_BINARY_DIR}/locale DESTINATION ${CMAKE_INSTALL_DATADIR}
         FILES_MATCHING PATTERN "tbs_lib")

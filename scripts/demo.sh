@@ -6,6 +6,12 @@
 set -uo pipefail
 cd "$(dirname "$0")/.." || exit 2
 
+case $#:${1:-} in
+0: | 1:[!-]*) ;;
+1:-h | 1:--help) echo 'usage: scripts/demo.sh [BUILD-DIRECTORY]' && exit ;;
+*) echo 'usage: scripts/demo.sh [BUILD-DIRECTORY]' >&2 && exit 2 ;;
+esac
+
 build=${1:-build/release}
 tool=$build/bin/tbs
 policy=data/policy

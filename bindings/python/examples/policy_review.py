@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Reviews a policy: who may do what, who may do the things that matter, and what the next policy would change.
 
-    policy_review.py [DIRECTORY]
+usage: policy_review.py [DIRECTORY]
 
 DIRECTORY holds vob.acl, vob_next.acl, vob.permissions, roles.map and accounts; data/policy of the sources when it is
 not given. Sections are marked as editors that know cells expect it; each builds on those above it.
@@ -12,7 +12,18 @@ import os
 import sys
 from pathlib import Path
 
-DIRECTORY = Path(sys.argv[1]) if len(sys.argv) > 1 else Path(__file__).resolve().parents[3] / "data" / "policy"
+USAGE = "usage: policy_review.py [DIRECTORY]"
+FILES = ("vob.acl", "vob_next.acl", "vob.permissions", "roles.map", "accounts")
+arguments = sys.argv[1:]
+if arguments in (["-h"], ["--help"]):
+    print(__doc__)
+    sys.exit(0)
+if len(arguments) > 1 or arguments and arguments[0].startswith("-"):
+    print(USAGE, file=sys.stderr)
+    sys.exit(2)
+DIRECTORY = Path(arguments[0]) if arguments else Path(__file__).resolve().parents[3] / "data" / "policy"
+if missing := [name for name in FILES if not (DIRECTORY / name).is_file()]:
+    sys.exit(f"policy_review.py: {DIRECTORY} has no {', '.join(missing)}\n{USAGE}")
 os.environ["ORSIK_ACCOUNTS"] = str(DIRECTORY / "accounts")
 
 from orsiktbs import Client, Kind, RoleMap, SidAcl, Vocabulary  # noqa: E402
