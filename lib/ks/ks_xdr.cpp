@@ -127,7 +127,8 @@ struct memory_stream_kinds {
     memory_stream_kinds() : aligned(ops_at(0)), unaligned(ops_at(1)) {}
 
 private:
-    static const XDR::xdr_ops *ops_at(size_t offset) {
+    // Out of line: what is done once would else have its buffer on the stack of every walk over a record.
+    [[gnu::noinline]] static const XDR::xdr_ops *ops_at(size_t offset) {
         alignas(unit) char bytes[2 * unit];
         XDR stream;
         xdrmem_create(&stream, bytes + offset, unit, XDR_DECODE);
