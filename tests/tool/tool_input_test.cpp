@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <tuple>
 
 using namespace tool_test;
 using testing::HasSubstr;
@@ -133,6 +134,57 @@ TEST(BadAcl, NamesTheLine) {
         {"Domain:BRACKWATER Delete\n", "Unrecognized ACL identity type \"Domain\"."},
         {"Role:-x Delete\n", "Invalid role name \"-x\"."}};
     for (const auto &[text, message] : cases) expect_refused("acl", dir.write("bad.acl", text), message);
+}
+
+TEST(BadAcl, SaysWhatToDoAboutTheLine) {
+    const temp_dir dir;
+    const std::string words = dir.write("words", std::string("Jump = 0x1\n") + generic);
+    const std::string list = "A list of permissions holds no blanks", unknown = "ORSIK_ACCOUNTS";
+    const std::vector<std::tuple<std::string, std::string, int>> cases = {
+        {"Everyone: Delete\nEveryone: Jump\n", "--permissions FILE names further permissions", 2},
+        {"Everyone: Delete,\r\n", list, 1},
+        {"User:BRACKWATER\\dov Delete, AclRead\n", list, 1},
+        {"#\n\nUser:BRACKWATER\\gh7ost Delete\n", unknown, 3},
+        {"User:BRACKWATER\\ghost, ann Delete\n", unknown, 1},
+        {"Everyone:\n", "Correct the line that it names", 1},
+        {"Everyone: Reserved\n", "Correct the line that it names", 1}};
+    for (const auto &[text, remedy, line] : cases) {
+        const std::string file = dir.write("bad.acl", text);
+        const json error = run_tool({"acl", "show", file, "--json"}).parsed()["error"];
+        EXPECT_THAT(error["remedy"].get<std::string>(), HasSubstr(remedy)) << text;
+        EXPECT_EQ(error["line"], line) << text;
+        EXPECT_THAT(run_tool({"acl", "show", file}).err, HasSubstr(file + ':' + std::to_string(line) + ": no ACL"));
+    }
+    const std::string file = dir.write("bad.acl", "Everyone: Leap\n");
+    EXPECT_THAT(run_tool({"acl", "show", file, "--permissions", words}).err, HasSubstr("add it to the file"));
+}
+
+TEST(BadInput, AByteOrderMark) {
+    const temp_dir dir;
+    for (const place &p : places) {
+        const std::string file = dir.write("marked", std::string("\xEF\xBB\xBF") + p.good_line + '\n');
+        expect_refused(p.name, file, ":1: the file begins with a byte order mark");
+    }
+    const std::string map = dir.write("marked", "\xEF\xBB\xBFRole:r --> User:BRACKWATER\\dov\n");
+    EXPECT_THAT(run_tool({"rolemap", "show", map}).err, HasSubstr("begins with a byte order mark"));
+}
+
+TEST(StandardInput, IsAnAclLikeAFile) {
+    const auto with_input = [](const std::string &input, const std::string &words) {
+        return run_program({"/bin/sh", "-c", "printf '" + input + "' | " + TBS_TOOL_PATH + ' ' + words},
+                           {{"ORSIK_ACCOUNTS", policy("accounts")}});
+    };
+    const temp_dir dir;
+    const std::string file = dir.write("good.acl", "Everyone: Delete\n");
+    EXPECT_EQ(with_input("Everyone: Delete\\n", "acl show -").out, run_tool({"acl", "show", file}).out);
+    EXPECT_EQ(with_input("Everyone: Delete\\n", "acl check - --want Delete").status, 0);
+    EXPECT_EQ(with_input("Everyone: Delete\\n", "acl check - --want AclRead").status, 1);
+    EXPECT_EQ(with_input("Everyone: Delete\\n", "acl encode -").out, run_tool({"acl", "encode", file}).out);
+    EXPECT_EQ(with_input("Everyone: Delete\\n", "acl diff - " + file).status, 0);
+    EXPECT_EQ(with_input("", "acl diff - -").status, 2);
+    const json bad = with_input("Everyone: Jump\\n", "acl show - --json").parsed();
+    EXPECT_EQ(bad["error"]["file"], "(standard input)");
+    EXPECT_EQ(bad["error"]["line"], 1);
 }
 
 TEST(BadAcl, GrantsNothingThatStandsBeforeTheBadLine) {

@@ -78,6 +78,28 @@ TEST_F(NotifyTool, EndsWithOneWhenNothingWasSent) {
     EXPECT_EQ(as_json.parsed()["exit_status"], 1);
 }
 
+TEST_F(NotifyTool, SaysHowToSetWhatKeepsMailFromBeingSent) {
+    const std::vector<std::string> words = {"notify", file, "--to", "a@b"};
+    const std::string set_it = "    Set it with: tbs registry set 'SOFTWARE\\Tessivane' ";
+    EXPECT_THAT(run(words).err, EndsWith(set_it + "SmtpServer HOST\n"));
+    const json answer = run({"notify", file, "--to", "a@b", "--json"}).parsed();
+    EXPECT_THAT(answer["remedy"].get<std::string>(), EndsWith("SmtpServer HOST"));
+    set("SmtpServer", "sz", "127.0.0.1");
+    set("SmtpTimeout", "sz", "100");
+    EXPECT_THAT(run(words).err, EndsWith(set_it + "SmtpTimeout NUMBER --type dword\n"));
+    set("SmtpPort", "sz", "25");
+    EXPECT_THAT(run(words).err, EndsWith(set_it + "SmtpPort NUMBER --type dword\n"));
+}
+
+TEST_F(NotifyTool, BlamesNoSettingWhenTheServerRefuses) {
+    mail_server server;
+    use(server);
+    server.replies("RCPT", {"550 no"});
+    const outcome refused = run({"notify", file, "--to", "a@b", "--json"});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_EQ(refused.parsed()["remedy"], nullptr);
+}
+
 TEST_F(NotifyTool, ShowsTheMailWithoutAServer) {
     const std::string latin = dir.write("latin", "Gr\xFC\xDF"
                                                  "e, heute wie gestern\n");
@@ -99,6 +121,8 @@ TEST_F(NotifyTool, RefusesBadInput) {
                                                          {dir.str(), "--to", "a@b"},
                                                          {dir / "none", "--to", "a@b", "--dry-run"},
                                                          {file, "--to", "a\nb", "--dry-run"},
+                                                         {file, "--to", "", "--dry-run"},
+                                                         {file, "--to", "a@b", "--to", " "},
                                                          {file, "--to", "a@b", "--subject", "a\rb", "--dry-run"},
                                                          {file, "--to", "a@b", "--dry-run", "--trace"},
                                                          {file, file, "--to", "a@b"}};

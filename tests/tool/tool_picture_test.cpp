@@ -114,6 +114,27 @@ TEST_F(Pictures, MatrixIsTheSameInEveryFormat) {
     }
 }
 
+TEST_F(Pictures, MatrixHidesNothingThatSomebodyHas) {
+    dir.write("policy", "User:BRACKWATER\\dov Delete,AclRead\n"
+                        "User:BRACKWATER\\elif SpecificOther\n"
+                        "Group:BRACKWATER\\qa Full\n");
+    const outcome run = run_tool({"acl", "matrix", dir / "policy", "--format", "csv"});
+    EXPECT_EQ(run.out, "identity,Delete,AclRead,AclWrite,SpecificOther,0x0000ffff\r\n"
+                       "User:BRACKWATER\\dov,1,1,0,0,0\r\n"
+                       "User:BRACKWATER\\elif,0,0,0,1,1\r\n"
+                       "Group:BRACKWATER\\qa,1,1,1,0,1\r\n");
+    EXPECT_THAT(run_tool({"acl", "matrix", dir / "policy"}).out, HasSubstr("\n  5  0x0000ffff\n"));
+    EXPECT_EQ(html_cells(run_tool({"acl", "matrix", dir / "policy", "--format", "html"}).out)[3],
+              (std::vector<std::string>{"Group:BRACKWATER\\qa", "yes", "yes", "yes", "no", "yes"}));
+    const std::string words = dir.write("words", "Pair = 0x3\n[generic]\nread = 0x1\nwrite = 0x2\nexecute = 0x4\n"
+                                                 "all = 0x7\n");
+    dir.write("policy", "Everyone: Read\nUser:BRACKWATER\\dov Pair,Execute\n");
+    EXPECT_EQ(run_tool({"acl", "matrix", dir / "policy", "--format", "csv", "--permissions", words}).out,
+              "identity,Pair,0x00000001,0x00000004\r\n"
+              "Everyone:,0,1,0\r\n"
+              "User:BRACKWATER\\dov,1,1,1\r\n");
+}
+
 TEST_F(Pictures, MatrixShowsAPolicyWithoutARoleMap) {
     const outcome run = run_tool({"acl", "matrix", dir / "policy", "--permissions", policy("vob.permissions")});
     EXPECT_EQ(run.status, 0) << run.err;

@@ -77,8 +77,10 @@ TEST_F(Product, ProfileGetsADefault) {
 TEST_F(Product, ProfileSaysWhichLineIsBad) {
     const outcome bad =
         run({"profile", "get", "a", "b"}, {{"TESSIVANE_PROFILE", dir.write("profile", "a b c\nlonely\n")}});
-    EXPECT_EQ(bad.status, 1);
-    EXPECT_THAT(bad.err, HasSubstr("Profile file syntax error at line 2 in " + (dir / "profile")));
+    EXPECT_EQ(bad.status, 2);
+    EXPECT_EQ(bad.out, "");
+    EXPECT_THAT(bad.err, StartsWith("tbs: Error: Profile file syntax error at line 2 in " + (dir / "profile") +
+                                    ".\ntbs: Error: the profile was not read"));
 }
 
 // ---- mgr

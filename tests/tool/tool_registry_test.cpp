@@ -51,10 +51,16 @@ TEST_F(Registry, TellsWhatIsNotThere) {
     const outcome none = run({"get", key, "Nothing"});
     EXPECT_EQ(none.status, 1);
     EXPECT_EQ(none.out, "");
+    EXPECT_THAT(none.err, HasSubstr("there is no key \"" + key + '"'));
     EXPECT_EQ(run({"get", key, "Nothing", "--json"}).parsed()["value"], nullptr);
+    EXPECT_EQ(run({"get", key, "Nothing", "--json"}).err, "");
     EXPECT_EQ(run({"list"}).status, 0);
     EXPECT_EQ(run({"list", key}).status, 2);
     EXPECT_EQ(run({"delete", key, "Nothing"}).status, 2);
+    set({"SmtpServer", "mail.example"});
+    EXPECT_THAT(run({"get", key, "Nothing"}).err, HasSubstr("the key \"" + key + "\" has no value \"Nothing\""));
+    EXPECT_THAT(run({"get", key}).err, HasSubstr("has no default value"));
+    EXPECT_EQ(run({"get", key}).status, 1);
 }
 
 TEST_F(Registry, ListsKeysAndValues) {

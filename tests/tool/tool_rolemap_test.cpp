@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 
 using namespace tool_test;
+using testing::AllOf;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -119,7 +120,7 @@ TEST(RolemapShow, SaysWhatIsWrongAndOnWhichLine) {
         EXPECT_EQ(run.out, "") << bad.text;
         EXPECT_THAT(run.err, HasSubstr(bad.cause));
         EXPECT_THAT(run.err, HasSubstr(bad.place));
-        EXPECT_THAT(run.err, HasSubstr(file + ": no role map was read"));
+        EXPECT_THAT(run.err, AllOf(HasSubstr(file + ':'), HasSubstr(": no role map was read")));
     }
 }
 
@@ -291,6 +292,10 @@ TEST(RolemapEdit, WritesElsewhereWhenAsked) {
     EXPECT_EQ(rolemap({"add", file, "reviewer", carmen, "-o", dir / "new"}).status, 0);
     EXPECT_EQ(dir.read("map"), small_map);
     EXPECT_EQ(lines_of(dir.read("new")).size(), 2u);
+    for (const std::string option : {"--out", "--output"}) {
+        EXPECT_EQ(rolemap({"add", file, "reviewer", carmen, option, dir / option}).status, 0);
+        EXPECT_EQ(dir.read(option), dir.read("new"));
+    }
 }
 
 TEST(RolemapEdit, TouchesNothingWhenTheFileHasABadLine) {

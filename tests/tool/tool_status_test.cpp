@@ -6,10 +6,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pty.h>
+#include <tuple>
 
 using namespace tool_test;
 using testing::HasSubstr;
 using testing::Not;
+using testing::StartsWith;
 
 namespace {
 
@@ -278,6 +280,30 @@ TEST(Tool, EndsWithTwoOnBadUsage) {
     }
 }
 
+TEST(Tool, SaysWhatIsUnknownBeforeWhatIsMissing) {
+    const std::vector<std::tuple<std::vector<std::string>, std::string, std::string>> cases = {
+        {{"acl", "check", "F", "--permissions", "P", "--wnt", "Look"}, "unknown option \"--wnt\"", "\"--want\"?"},
+        {{"acl", "show", "--jsn=yes"}, "unknown option \"--jsn\"", "\"--json\"?"},
+        {{"acl", "show", "m.acl", "--perm", "x"}, "unknown option \"--perm\"", "\"--permissions\"?"},
+        {{"acl", "show", "m.acl", "-x"}, "unknown option \"-x\"", ""},
+        {{"--bad"}, "unknown option \"--bad\"", ""},
+        {{"acl", "chek", "F"}, "unknown command \"chek\"", "\"check\"?"},
+        {{"rolemp", "--help-me"}, "unknown command \"rolemp\"", "\"rolemap\"?"},
+        {{"name", "nonsense"}, "unknown command \"nonsense\"", ""},
+        {{"acl", "show", "a", "b", "c"}, "unexpected argument \"b\"", ""},
+        {{"acl", "show", "--", "a", "-b"}, "unexpected argument \"-b\"", ""}};
+    for (const auto &[words, text, meant] : cases) {
+        const outcome run = run_tool(words);
+        EXPECT_EQ(run.status, 2);
+        EXPECT_THAT(run.err, StartsWith("tbs: Error: " + text + ".\n"));
+        EXPECT_EQ(run.err.find("Did you mean") != std::string::npos, !meant.empty()) << run.err;
+        EXPECT_THAT(run.err, HasSubstr(meant));
+        EXPECT_THAT(run.err, HasSubstr("--help\"."));
+    }
+    EXPECT_THAT(run_tool({"acl", "check", "F", "--json"}).parsed()["error"]["text"], "--want is required");
+    EXPECT_THAT(run_tool({"acl", "show", "--bad", "--json"}).parsed()["error"]["text"], "unknown option \"--bad\"");
+}
+
 TEST(Tool, SaysItInJsonWhenTheLibraryRefuses) {
     const temp_dir dir;
     const std::string file = dir.write("bad.acl", "Everyone: Delete\nUser:BRACKWATER\\ghost Delete\n");
@@ -286,6 +312,7 @@ TEST(Tool, SaysItInJsonWhenTheLibraryRefuses) {
     EXPECT_EQ(run.err, "");
     const json error = run.parsed()["error"];
     EXPECT_EQ(error["file"], file);
+    EXPECT_EQ(error["line"], 2);
     ASSERT_EQ(error["messages"].size(), 2u);
     EXPECT_EQ(error["messages"][0]["module"], "tbs_acl");
     EXPECT_EQ(error["messages"][0]["number"], 33);
@@ -297,8 +324,26 @@ TEST(Tool, IsBoldOnATerminalOnly) {
     const std::vector<std::string> words = {"status", "1072"};
     EXPECT_THAT(on_terminal(words, {}), HasSubstr("\033["));
     EXPECT_THAT(on_terminal(words, {{"NO_COLOR", "1"}}), Not(HasSubstr("\033")));
+    EXPECT_THAT(on_terminal(words, {{"TERM", "dumb"}}), Not(HasSubstr("\033")));
+    EXPECT_THAT(on_terminal(words, {{"TERM", ""}}), Not(HasSubstr("\033")));
     EXPECT_THAT(run_tool(words).out, Not(HasSubstr("\033")));
     EXPECT_THAT(run_tool(words).out, HasSubstr("1072"));
+}
+
+TEST(Tool, WritesNoBytesToATerminal) {
+    const temp_dir dir;
+    const std::string record = dir / "record";
+    const std::vector<std::vector<std::string>> commands = {{"xdr", "sample", "tbs_cr_t"},
+                                                            {"xdr", "make", "tbs_cr_t", record + ".json"},
+                                                            {"cr", "convert", record, "--to", "xdr"},
+                                                            {"cr", "convert", record, "--to", "compressed"}};
+    ASSERT_EQ(run_tool({"xdr", "sample", "tbs_cr_t", "--out", record}).status, 0);
+    dir.write("record.json", run_tool({"xdr", "sample", "tbs_cr_t", "--json"}).out);
+    for (const std::vector<std::string> &words : commands) {
+        EXPECT_THAT(on_terminal(words, {}), HasSubstr("the answer is bytes, which are not written to a terminal"));
+        EXPECT_EQ(run_tool(words).status, 0) << testing::PrintToString(words);
+    }
+    EXPECT_THAT(on_terminal({"cr", "convert", record, "--to", "json"}, {}), StartsWith("{"));
 }
 
 TEST(Tool, AnswersTheSameUnderEveryLocale) {

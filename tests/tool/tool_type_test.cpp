@@ -167,6 +167,27 @@ TEST(Type, ExplainsWhichTestDecided) {
                 HasSubstr("    no definition holds"));
 }
 
+TEST(Type, ExplainsWithoutRulesWhereTheyWereLookedFor) {
+    const workplace place;
+    const std::vector<std::string> words = {"type", "--explain", place / "tree/a.c"};
+    const outcome run = run_tool(words, {{"MAGIC_PATH", place / "tree"}});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.out, HasSubstr("    no type files found in " + (place / "tree")));
+    const json one = run_tool({"type", "--explain", "--json", place / "tree/a.c"}, {{"MAGIC_PATH", "/nowhere"}})
+                         .parsed()["files"][0];
+    EXPECT_EQ(one["definition"], nullptr);
+    EXPECT_EQ(one["reason"], "no type files found in /nowhere");
+}
+
+TEST(Type, ExplainsThatAFileMayNotBeRead) {
+    if (geteuid() == 0) GTEST_SKIP() << "root may read everything";
+    const workplace place;
+    const std::string file = place / "tree/sub/run";
+    ASSERT_EQ(chmod(file.c_str(), 0), 0);
+    EXPECT_THAT(place.run({"type", "--explain", file}).out, HasSubstr("    cannot be read: Permission denied"));
+    EXPECT_THAT(place.run({"type", "--explain", "--by-name", file}).out, HasSubstr("    no definition holds"));
+}
+
 TEST(Type, ExplainsWithTheTestsOfTheDefinitionThatHolds) {
     const workplace place("a : -magic 0, \"zz\";\nb : ! -file_re \"x\";\n");
     EXPECT_THAT(lines_of(place.run({"type", "--explain", place / "tree/a.c"}).out),

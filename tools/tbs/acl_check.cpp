@@ -195,7 +195,7 @@ int check(const options &o) {
 void add_acl_check(command parent, action &chosen) {
     const auto o = std::make_shared<options>();
     const command check_command = parent.add("check", "Decide a request by an ACL file");
-    check_command.positional("file", o->file, "FILE", "ACL file").required();
+    check_command.positional("file", o->file, "FILE", "ACL file; - for standard input").required();
     check_command.option("--want", o->want, "NAMES", "Permissions asked for, as Read,Delete").required();
     const argument as = check_command.option("--as", o->as, "USER", "Who asks: an account with all its groups");
     check_command.option("--creds", o->creds, "FILE", "Who asks: what a credentials file says").excludes(as);

@@ -77,6 +77,9 @@ json as_json(const std::vector<difference> &found, const vocabulary &words) {
 
 int diff(const options &o) {
     const vocabulary words(o.acl.permissions);
+    if (o.a == "-" && o.b == "-") {
+        throw failure("standard input is both ACLs", "Name a file for one of them: it is read once.");
+    }
     const acl_list a(o.a, o.acl, words), b(o.b, o.acl, words);
     const std::vector<difference> found = compare(a, b);
     if (found.empty() != a.equals(b)) {

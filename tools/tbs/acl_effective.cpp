@@ -59,7 +59,7 @@ void add_acl_effective(command parent, action &chosen) {
     const command effective_command = parent.add("effective", "Put those who hold a policy's roles in their place");
     effective_command.positional("policy", o->policy, "POLICY", "ACL file that names roles").required();
     effective_command.positional("rolemap", o->role_map, "ROLEMAP", "Role map file").required();
-    effective_command.option("-o,--output", o->output, "FILE", "Write the ACL into a file, in one step");
+    effective_command.option("-o,--out,--output", o->output, "FILE", "Write the ACL into a file, in one step");
     effective_command.option("--permissions", o->permissions, "FILE", "Permission names and generic map");
     effective_command.flag("--json", o->as_json, "Answer in JSON");
     effective_command.runs([o] { return effective(*o); }, chosen);

@@ -50,7 +50,7 @@ int encode_file(const options &o) {
 void add_acl_encode(command parent, action &chosen) {
     const auto o = std::make_shared<options>();
     const command encode_command = parent.add("encode", "Write the bytes of an ACL file");
-    encode_command.positional("file", o->file, "FILE", "ACL file").required();
+    encode_command.positional("file", o->file, "FILE", "ACL file; - for standard input").required();
     encode_command.option("-o,--out", o->out, "OUT", "File for the bytes, replaced as a whole");
     o->acl.add_to(encode_command);
     encode_command.footer("Without -o the bytes go to standard output; a terminal gets them as\n"

@@ -16,6 +16,47 @@ std::string identity_text(const tbs_acl_id_t &id) {
     return text;
 }
 
+// Whether the permissions of a line, its last word, look like a part of a list.
+bool has_broken_list(std::string_view line) {
+    if (line.ends_with('\r')) line.remove_suffix(1);
+    line = trimmed(line);
+    return line.ends_with(',') || trimmed(line.substr(0, line.find_last_of(" \t") + 1)).ends_with(',');
+}
+
+// What to do about the line of an ACL file that the library refused.
+std::string remedy_for(const std::string &line, const std::vector<collected_message> &messages,
+                       const vocabulary &words) {
+    constexpr int unknown_permission = 3, unknown_identity = 33;
+    if (has_broken_list(line)) {
+        return "A list of permissions holds no blanks and does not end with a comma: Delete,AclRead.";
+    }
+    if (has_message(messages, "tbs_acl", unknown_identity)) return unknown_identity_remedy;
+    if (has_message(messages, "tbs_acl", unknown_permission)) {
+        return words.count() ? "Correct the name, or add it to the file behind --permissions."
+                             : "Correct the name; --permissions FILE names further permissions.";
+    }
+    return "Correct the line that it names: kind:DOMAIN\\name, a blank, permissions.";
+}
+
+// The library reads files only.
+acl_list of_standard_input(bool classic, const vocabulary &words) {
+    const bytes content = read_bytes("-");
+    const scratch_file file(as_text(content));
+    try {
+        acl_list acl(file.path(), classic, words);
+        acl.call("-");
+        return acl;
+    } catch (const failure &why) {
+        throw failure("(standard input)", why.line(), why.text(), why.remedy());
+    }
+}
+
+failure refused(const std::string &path, const std::vector<collected_message> &messages, const vocabulary &words) {
+    const size_t number = line_named_in(messages);
+    const std::string line = number ? line_of_file(path, number) : std::string();
+    return {path, number, "no ACL was read, see the message before", remedy_for(line, messages, words)};
+}
+
 } // namespace
 
 std::string identity_text(const tbs_sid_acl_id_t &id) {
@@ -55,13 +96,9 @@ void acl_options::add_encoded_to(command target) {
 acl_list::acl_list(const std::string &path, bool classic, const vocabulary &words)
     : path_(path), is_classic_(classic) {
     check_text_file(path);
-    const tbs_status_t status =
-        classic ? tbs_acl_utl_parse(path.c_str(), words.names(), words.count(), words.map(), classic_.put())
-                : tbs_sid_acl_utl_parse(path.c_str(), words.names(), words.count(), words.map(), by_sid_.put());
-    if (status) {
-        throw failure(path, 0, "no ACL was read, see the message before",
-                      "Correct the line that it names: kind:DOMAIN\\name, a blank, permissions.");
-    }
+    const tbs_status_t status = parse(words);
+    if (status == TBS_ST_ENOMEM) throw std::bad_alloc();
+    if (status) throw refused(path, messages_of([&] { parse(words); }), words);
     list_entries();
 }
 
@@ -77,7 +114,15 @@ acl_list::acl_list(const std::string &path, std::span<const uint8_t> encoded, bo
 }
 
 acl_list::acl_list(const std::string &path, const acl_options &o, const vocabulary &words)
-    : acl_list(o.encoded ? acl_list(path, read_bytes(path), o.classic) : acl_list(path, o.classic, words)) {}
+    : acl_list(o.encoded     ? acl_list(path, read_bytes(path), o.classic)
+               : path == "-" ? of_standard_input(o.classic, words)
+                             : acl_list(path, o.classic, words)) {}
+
+tbs_status_t acl_list::parse(const vocabulary &words) {
+    const char *const path = path_.c_str();
+    return is_classic_ ? tbs_acl_utl_parse(path, words.names(), words.count(), words.map(), classic_.put())
+                       : tbs_sid_acl_utl_parse(path, words.names(), words.count(), words.map(), by_sid_.put());
+}
 
 void acl_list::list_entries() {
     uint32_t cursor = 0;

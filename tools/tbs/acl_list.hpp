@@ -17,6 +17,11 @@ namespace tool {
 using owned_acl = owned<tbs_acl_h_t, tbs_acl_free>;
 using owned_sid_acl = owned<tbs_sid_acl_h_t, tbs_sid_acl_free>;
 
+// What to do about an identity in a file that no source knows.
+inline constexpr char unknown_identity_remedy[] =
+    "Write kind:DOMAIN\\name, as \"tbs whoami\" does; the accounts file (ORSIK_ACCOUNTS), the domain and this host "
+    "were asked.";
+
 // What the commands on ACL files share: options --classic, --permissions, --json; and --encoded, where a file may be
 // either.
 struct acl_options {
@@ -41,10 +46,12 @@ public:
     acl_list(const std::string &path, bool classic, const vocabulary &words);
     // Decodes bytes that were read from a file. Throws failure; the library has printed what is wrong with them.
     acl_list(const std::string &path, std::span<const uint8_t> encoded, bool classic);
-    // Reads a file of the kind that the options name.
+    // Reads a file of the kind that the options name; "-" is standard input.
     acl_list(const std::string &path, const acl_options &o, const vocabulary &words);
 
     [[nodiscard]] const std::string &path() const { return path_; }
+    // Gives it another path to be shown by.
+    void call(const std::string &path) { path_ = path; }
     [[nodiscard]] bool is_classic() const { return is_classic_; }
     [[nodiscard]] const char *form() const { return is_classic_ ? "classic" : "sid"; }
     [[nodiscard]] tbs_acl_h_t classic() const { return classic_.get(); }   // NULL in the SID form
@@ -58,6 +65,7 @@ public:
     [[nodiscard]] bool equals(const acl_list &other) const;
 
 private:
+    tbs_status_t parse(const vocabulary &words);
     void list_entries();
 
     std::string path_;

@@ -1,5 +1,6 @@
 // tbs acl matrix: who has which permission, as a table.
 #include "effective.hpp"
+#include "hexadecimal.hpp"
 #include "output_file.hpp"
 
 #include <algorithm>
@@ -24,15 +25,53 @@ struct table {
     [[nodiscard]] static bool holds(const acl_entry &row, const column &c) { return (row.perms & c.bits) == c.bits; }
 };
 
-// A column for each name that stands for a permission, in the order of the vocabulary.
-table matrix_of(const options &o, const vocabulary &words) {
-    table all;
-    for (const tbs_acl_perm_name_t &row : std::span(words.names(), words.count())) {
-        const bool known =
-            std::any_of(all.columns.begin(), all.columns.end(), [&](const column &c) { return c.bits == row.value; });
-        if (row.value != 0 && !known) all.columns.push_back({row.name, row.value});
+void add_column(table &all, const std::string &name, tbs_acl_permission_set_t bits) {
+    const bool known =
+        std::any_of(all.columns.begin(), all.columns.end(), [&](const column &c) { return c.bits == bits; });
+    if (bits != 0 && !known) all.columns.push_back({name, bits});
+}
+
+// What a row has beyond the columns that it holds.
+tbs_acl_permission_set_t hidden_of(const table &all, const acl_entry &row) {
+    tbs_acl_permission_set_t hidden = row.perms;
+    for (const column &c : all.columns) {
+        if (table::holds(row, c)) hidden &= ~c.bits;
     }
+    return hidden;
+}
+
+// Columns without a name for the bits that no other column shows; those that every row has together share one.
+void add_nameless(table &all) {
+    std::vector<tbs_acl_permission_set_t> parts = {0};
+    for (const acl_entry &row : all.rows) parts[0] |= hidden_of(all, row);
+    for (const acl_entry &row : all.rows) {
+        const size_t count = parts.size();
+        for (size_t i = 0; i < count; i++) {
+            const tbs_acl_permission_set_t both = parts[i] & row.perms, rest = parts[i] & ~row.perms;
+            if (both != 0 && rest != 0) parts[i] = both, parts.push_back(rest);
+        }
+    }
+    std::sort(parts.begin(), parts.end());
+    for (const tbs_acl_permission_set_t bits : parts) add_column(all, "0x" + hex_number(bits, 8), bits);
+}
+
+// A column for each name that stands for a permission, in the order of the vocabulary; then one for each built-in
+// permission that somebody has, and for what else somebody has: nothing is left out.
+table matrix_of(const options &o, const vocabulary &words) {
+    constexpr tbs_acl_permission_set_t builtins[] = {TBS_ACL_PERM_DELETE, TBS_ACL_PERM_ACL_READ,
+                                                     TBS_ACL_PERM_ACL_WRITE, TBS_ACL_PERM_STANDARD_OTHER,
+                                                     TBS_ACL_PERM_SPECIFIC_OTHER};
+    table all;
     all.rows = entries_of(effective_acl(o.policy, o.role_map, words).get());
+    for (const tbs_acl_perm_name_t &row : std::span(words.names(), words.count())) {
+        add_column(all, row.name, row.value);
+    }
+    for (const tbs_acl_permission_set_t bits : builtins) {
+        const bool occurs = std::any_of(all.rows.begin(), all.rows.end(),
+                                        [&](const acl_entry &row) { return (row.perms & bits) == bits; });
+        if (occurs) add_column(all, tbs_acl_utl_perm_set_to_str(bits, nullptr, 0, nullptr), bits);
+    }
+    add_nameless(all);
     return all;
 }
 

@@ -44,7 +44,7 @@ int show(const options &o) {
 void add_acl_show(command parent, action &chosen) {
     const auto o = std::make_shared<options>();
     const command show_command = parent.add("show", "Show the entries of an ACL file");
-    show_command.positional("file", o->file, "FILE", "ACL file").required();
+    show_command.positional("file", o->file, "FILE", "ACL file; - for standard input").required();
     o->acl.add_to(show_command);
     o->acl.add_encoded_to(show_command);
     show_command.runs([o] { return show(*o); }, chosen);

@@ -4,6 +4,8 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <numeric>
+#include <string_view>
 #include <utility>
 
 namespace tool {
@@ -40,6 +42,77 @@ command_text text_of(CLI::App &app) {
     for (CLI::Option *option : app.get_options()) text.arguments.push_back(text_of(*option));
     for (CLI::App *below : app.get_subcommands({})) text.commands.push_back(text_of(*below));
     return text;
+}
+
+// ---- words that nothing takes
+
+// What must be inserted, removed or replaced to make one word of the other; more than `most` counts as most + 1.
+size_t edits_between(std::string_view a, std::string_view b, size_t most) {
+    if (a.size() > b.size()) std::swap(a, b);
+    if (b.size() - a.size() > most) return most + 1;
+    std::vector<size_t> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), size_t{0});
+    for (size_t i = 0; i < a.size(); i++) {
+        size_t diagonal = std::exchange(row[0], i + 1);
+        for (size_t j = 0; j < b.size(); j++) {
+            const size_t replaced = diagonal + (a[i] != b[j]);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({replaced, diagonal + 1, row[j] + 1});
+        }
+    }
+    return std::min(row.back(), most + 1);
+}
+
+// The name that was probably meant; empty when none is near. A beginning is as near as one wrong character.
+std::string nearest(std::string_view word, const std::vector<std::string> &names) {
+    size_t least = std::min<size_t>(2, word.empty() ? 0 : (word.size() - 1) / 2) + 1;
+    std::string found;
+    for (const std::string &name : names) {
+        const size_t edits = name.starts_with(word) ? 1 : edits_between(word, name, 2);
+        if (edits < least) least = edits, found = name;
+    }
+    return found;
+}
+
+std::string path_of(const CLI::App &app) {
+    return app.get_parent() ? path_of(*app.get_parent()) + ' ' + app.get_name() : app.get_name();
+}
+
+failure not_understood(const std::string &text, const std::string &meant, CLI::App &app) {
+    const std::string question = meant.empty() ? "" : "Did you mean \"" + meant + "\"? ";
+    return {text, question + "Run \"" + path_of(app) + " --help\"."};
+}
+
+failure unknown_option(const std::string &word, CLI::App &app) {
+    const std::string name = word.substr(0, word.find('='));
+    std::vector<std::string> names;
+    for (const CLI::Option *option : app.get_options()) {
+        for (const std::string &known : option->get_lnames()) names.push_back("--" + known);
+    }
+    return not_understood("unknown option \"" + name + '"', name.starts_with("--") ? nearest(name, names) : "", app);
+}
+
+failure unknown_command(const std::string &word, CLI::App &app) {
+    std::vector<std::string> names;
+    for (const CLI::App *below : app.get_subcommands({})) names.push_back(below->get_name());
+    return not_understood("unknown command \"" + word + '"', nearest(word, names), app);
+}
+
+// The first word that neither the command that was chosen nor those above it take; it tells more of a mistake than what
+// is missing because of it.
+std::optional<failure> unknown_word(CLI::App &app) {
+    const std::vector<std::string> words = app.get_allow_extras() ? std::vector<std::string>() : app.remaining();
+    if (!words.empty()) {
+        const bool is_option = words[0].size() > 1 && words[0].starts_with('-') && words[0] != "--";
+        const std::string &word = words[0] == "--" && words.size() > 1 ? words[1] : words[0];
+        if (is_option) return unknown_option(word, app);
+        if (!app.get_subcommands({}).empty()) return unknown_command(word, app);
+        if (word != "--") return not_understood("unexpected argument \"" + word + '"', "", app);
+    }
+    for (CLI::App *below : app.get_subcommands()) {
+        if (std::optional<failure> found = unknown_word(*below)) return found;
+    }
+    return std::nullopt;
 }
 
 } // namespace
@@ -95,7 +168,7 @@ argument command::flag(const std::string &names, bool &is_given, const std::stri
     return argument(app_->add_flag(names, is_given, help));
 }
 
-void command::keep_remaining() const { app_->prefix_command(); }
+void command::keep_remaining() const { app_->prefix_command()->allow_extras(); }
 
 std::vector<std::string> command::remaining() const { return app_->remaining(); }
 
@@ -122,6 +195,7 @@ std::optional<int> command_line::parse(int argc, char **argv) {
     } catch (const CLI::Success &asked) { // help or version
         return app_->exit(asked);
     } catch (const CLI::ParseError &error) {
+        if (const std::optional<failure> unknown = unknown_word(*app_)) throw *unknown;
         std::string text = error.what();
         std::replace(text.begin(), text.end(), '\n', ' ');
         while (text.ends_with('.') || text.ends_with(' ')) text.pop_back();

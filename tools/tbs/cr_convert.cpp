@@ -1,4 +1,5 @@
 // tbs cr convert: a configuration record in another form.
+#include "byte_file.hpp"
 #include "cr_record.hpp"
 #include "output_file.hpp"
 
@@ -14,7 +15,9 @@ struct options {
 
 int convert(const options &o) {
     cr_file file = read_cr(o.file, o.from);
-    write_answer(o.out, encoded(file.record, cr_form_of(o.to)));
+    const cr_form form = cr_form_of(o.to);
+    const std::string content = encoded(file.record, form);
+    form == cr_form::json_text ? write_answer(o.out, content) : write_bytes(o.out, as_bytes(content));
     return exit_done;
 }
 

@@ -3,6 +3,7 @@
 #include "output.hpp"
 
 #include <algorithm>
+#include <cstdlib>
 #include <new>
 #include <optional>
 #include <string>
@@ -98,6 +99,7 @@ template <class Report> int guarded(int argc, char **argv, Report &&report) {
 }
 
 int run(int argc, char **argv) {
+    if (!terminal_has_escapes()) setenv("NO_COLOR", "1", 1); // which the messages of the libraries heed too
     if (!wants_json(argc, argv)) return guarded(argc, argv, report_text);
     const message_collector collected;
     return guarded(argc, argv, [&](const failure &error) { report_json(error, collected.messages()); });

@@ -1,13 +1,17 @@
 // tbs notify: sends a text as mail, or shows the mail.
 #include "tbs/tbs_notify.h"
 
+#include "ks/ks_errno.h"
 #include "lib/tbs/internal/mail.hpp"
+#include "nt/nt_regy.h"
 #include "nt/nt_time.h"
 #include "output.hpp"
 #include "output_file.hpp"
 #include "tbs/tbs_status.h"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 namespace tool {
 namespace {
@@ -71,6 +75,46 @@ int show(const options &o) {
     return exit_done;
 }
 
+void require_recipients(const options &o) {
+    const bool has_empty = std::any_of(o.to.begin(), o.to.end(), [](const std::string &one) {
+        return one.find_first_not_of(" \t") == std::string::npos;
+    });
+    if (has_empty) throw failure("a recipient is empty", "Write an address behind each --to, as ann@example.com.");
+}
+
+// ---- settings that make sending fail
+
+struct setting {
+    const char *name;
+    bool is_number;    // a text otherwise, which must be there
+    const char *value; // as it stands in a command that sets it
+};
+constexpr setting settings[] = {{"SmtpServer", false, "HOST"},
+                                {"SmtpPort", true, "NUMBER --type dword"},
+                                {"SmtpTimeout", true, "NUMBER --type dword"}};
+
+bool is_wrong(const char *key, const setting &one) {
+    ntregy_type_t type = NTREGY_NONE;
+    size_t size = 0;
+    const int error = ntregy_get_value(NTREGY_LOCAL_MACHINE, key, one.name, &type, nullptr, &size);
+    if (error == KS_ENOENT) return !one.is_number;
+    if (error != 0 && error != KS_ERANGE) return false;
+    return one.is_number ? type != NTREGY_DWORD : type != NTREGY_SZ && type != NTREGY_EXPAND_SZ;
+}
+
+// What to do when nothing was sent; nothing when the settings are not to blame.
+std::optional<std::string> remedy_for_settings() {
+    char key[NTREGY_KEY_SIZE];
+    if (ntregy_get_common_key(key, sizeof key) != 0) return std::nullopt;
+    for (const setting &one : settings) {
+        if (!is_wrong(key, one)) continue;
+        return std::string("Set it with: tbs registry set '") + key + "' " + one.name + ' ' + one.value;
+    }
+    return std::nullopt;
+}
+
+// ---- sending
+
 tbs_status_t send(const options &o) {
     const auto recipients = pointers_to(o.to);
     const auto count = static_cast<int32_t>(recipients.size());
@@ -84,7 +128,11 @@ tbs_status_t send(const options &o) {
 
 int send_and_answer(const options &o) {
     tbs_notify_trace(o.trace);
-    if (!o.as_json) return send(o) == 0 ? exit_done : exit_negative;
+    if (!o.as_json) {
+        if (send(o) == 0) return exit_done;
+        if (const auto remedy = remedy_for_settings()) print_remedy(*remedy);
+        return exit_negative;
+    }
     const message_collector said;
     const bool sent = send(o) == 0;
     json messages = json::array();
@@ -94,7 +142,12 @@ int send_and_answer(const options &o) {
                             {"text", one.text}});
     }
     const int status = sent ? exit_done : exit_negative;
-    print_json({{"recipients", o.to}, {"sent", sent}, {"messages", std::move(messages)}, {"exit_status", status}});
+    const std::optional<std::string> remedy = sent ? std::nullopt : remedy_for_settings();
+    print_json({{"recipients", o.to},
+                {"sent", sent},
+                {"messages", std::move(messages)},
+                {"remedy", remedy ? json(*remedy) : json(nullptr)},
+                {"exit_status", status}});
     return status;
 }
 
@@ -114,7 +167,12 @@ void add_notify(command parent, action &chosen) {
         "The mail server and the sender's domain are the settings SmtpServer and MailDomain of the\n"
         "registry (\"tbs registry\").\n"
         "Exit status: 0 sent to somebody, 1 not sent, 2 bad input.");
-    notify_command.runs([o] { return o->dry_run ? show(*o) : send_and_answer(*o); }, chosen);
+    notify_command.runs(
+        [o] {
+            require_recipients(*o);
+            return o->dry_run ? show(*o) : send_and_answer(*o);
+        },
+        chosen);
 }
 
 } // namespace tool

@@ -6,7 +6,10 @@
 #include "text_file.hpp"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
+#include <cstdlib>
+#include <iterator>
 #include <nlohmann/json.hpp>
 
 namespace tool {
@@ -37,7 +40,31 @@ bool is_utf8(std::string_view text) {
     return true;
 }
 
+// Those that end with the number of a line; a status may stand behind it, whose text has no digits.
+constexpr int messages_on_lines[] = {9, 10, 11, 12, 25};
+
+bool names_line(const collected_message &message) {
+    return message.module == "tbs_acl" && std::find(std::begin(messages_on_lines), std::end(messages_on_lines),
+                                                    message.number) != std::end(messages_on_lines);
+}
+
+size_t last_number_in(std::string_view text) {
+    constexpr char digits[] = "0123456789";
+    const size_t end = text.find_last_of(digits);
+    if (end == std::string_view::npos) return 0;
+    text = text.substr(0, end + 1);
+    text.remove_prefix(text.find_last_not_of(digits) + 1); // npos + 1 is the beginning
+    size_t number = 0;
+    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc() ? number : 0;
+}
+
 } // namespace
+
+bool terminal_has_escapes() {
+    const char *type = std::getenv("TERM");
+    return type && *type && std::string_view(type) != "dumb";
+}
 
 size_t width_of(std::string_view text) {
     return static_cast<size_t>(std::count_if(text.begin(), text.end(),
@@ -118,13 +145,28 @@ void message_collector::take(void *context, int severity, const char *module, co
     }
 }
 
+bool has_message(const std::vector<collected_message> &messages, std::string_view module, int number) {
+    return std::any_of(messages.begin(), messages.end(), [&](const collected_message &message) {
+        return message.module == module && message.number == number;
+    });
+}
+
+size_t line_named_in(const std::vector<collected_message> &messages) {
+    const auto found = std::find_if(messages.begin(), messages.end(), names_line);
+    return found == messages.end() ? 0 : last_number_in(found->text);
+}
+
 partial_failure::partial_failure(const failure &why, json answer)
     : failure(why), answer_(std::make_shared<const json>(std::move(answer))) {}
+
+void print_remedy(const std::string &text) {
+    imsg_print_shared(IMSG_FOLLOW_UP, "tbs", "    %s\n", IMSG_LITERAL, text.c_str());
+}
 
 void report_text(const failure &error) {
     const std::string place = where(error);
     imsg_print_shared(IMSG_ERROR, "tbs", "%s%s.\n", IMSG_LITERAL, place.c_str(), error.text().c_str());
-    imsg_print_shared(IMSG_FOLLOW_UP, "tbs", "    %s\n", IMSG_LITERAL, error.remedy().c_str());
+    print_remedy(error.remedy());
 }
 
 void report_json(const failure &error, const std::vector<collected_message> &messages) {

@@ -2,6 +2,7 @@
 //
 // Text goes through the libraries' message layer, which shows control characters in inserted texts: a name cannot
 // forge a line. Bold is that layer's emphasis: seen on a terminal without NO_COLOR, left out elsewhere.
+// A terminal of type "dumb", or of none, knows no escape sequences.
 #ifndef TOOLS_TBS_OUTPUT_HPP
 #define TOOLS_TBS_OUTPUT_HPP
 
@@ -19,6 +20,9 @@ namespace tool {
 
 // Keys in the order in which they are written. Who makes a value includes <nlohmann/json.hpp>.
 using json = nlohmann::ordered_json;
+
+// Whether the type of the terminal knows escape sequences.
+bool terminal_has_escapes();
 
 // Columns that lines are wrapped to.
 constexpr size_t line_width = 100;
@@ -84,6 +88,20 @@ private:
     std::vector<collected_message> messages_;
 };
 
+// What the libraries say of an operation that is done once more, unheard, because it has failed: what they printed the
+// first time went to the reader.
+template <class F> std::vector<collected_message> messages_of(F &&operation) {
+    const message_collector quiet;
+    operation();
+    return quiet.messages();
+}
+
+// Whether one of the messages is the one with this published number of the module's table.
+bool has_message(const std::vector<collected_message> &messages, std::string_view module, int number);
+
+// The line of a file that a message about a text of access control names; 0 when none does.
+size_t line_named_in(const std::vector<collected_message> &messages);
+
 // A failure behind the beginning of an answer, which a JSON report holds too.
 class partial_failure : public failure {
 public:
@@ -93,6 +111,9 @@ public:
 private:
     std::shared_ptr<const json> answer_;
 };
+
+// Says what to do, behind what is wrong.
+void print_remedy(const std::string &text);
 
 // Reports a failure as text on standard error, or as a JSON object on standard output with what the libraries said.
 void report_text(const failure &error);

@@ -1,5 +1,6 @@
 #include "output_file.hpp"
 
+#include "byte_file.hpp"
 #include "ks/ks_acl.h"
 #include "ks/ks_errno.h"
 #include "ks/ks_file.h"
@@ -133,6 +134,14 @@ void write_answer(const std::optional<std::string> &path, std::string_view conte
     if (std::fwrite(content.data(), 1, content.size(), stdout) != content.size() || std::fflush(stdout) != 0) {
         throw failure("the answer cannot be written to standard output", "Look for a full disk or a closed pipe.");
     }
+}
+
+void write_bytes(const std::optional<std::string> &path, std::span<const uint8_t> content) {
+    if (!path && output_is_terminal()) {
+        throw failure("the answer is bytes, which are not written to a terminal",
+                      "Name a file with --out, or send standard output into a file or a pipe.");
+    }
+    write_answer(path, as_text(content));
 }
 
 } // namespace tool

@@ -2,7 +2,9 @@
 #ifndef TOOLS_TBS_OUTPUT_FILE_HPP
 #define TOOLS_TBS_OUTPUT_FILE_HPP
 
+#include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -15,6 +17,9 @@ void replace_file(const std::string &path, std::string_view content);
 
 // Writes an answer: into a file, as replace_file(), or without one to standard output, byte for byte. Throws failure.
 void write_answer(const std::optional<std::string> &path, std::string_view content);
+
+// The same for what is no text, which is no use on a terminal: throws failure there.
+void write_bytes(const std::optional<std::string> &path, std::span<const uint8_t> content);
 
 } // namespace tool
 

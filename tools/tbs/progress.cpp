@@ -1,8 +1,9 @@
 #include "progress.hpp"
 
+#include "output.hpp"
+
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <unistd.h>
 
@@ -12,10 +13,7 @@ namespace {
 constexpr size_t most_without_bar = 20;
 constexpr size_t bar_width = 40;
 
-bool is_terminal() {
-    const char *type = std::getenv("TERM");
-    return isatty(STDERR_FILENO) && type && *type && std::string(type) != "dumb";
-}
+bool is_terminal() { return isatty(STDERR_FILENO) && terminal_has_escapes(); }
 
 void show(const std::string &text) {
     std::fwrite(text.data(), 1, text.size(), stderr);

@@ -121,16 +121,29 @@ int done(const options &o, json answer) {
     return exit_done;
 }
 
+bool has_key(const options &o) {
+    const auto nothing = [](void *, const char *, size_t) noexcept { return 0; };
+    return ntregy_enum_subkeys(root, o.key.c_str(), nothing, nullptr) == 0;
+}
+
+int report_missing(const options &o) {
+    if (o.as_json) {
+        print_json({{"key", o.key}, {"name", o.name}, {"value", nullptr}, {"exit_status", exit_negative}});
+    } else if (has_key(o)) {
+        const std::string what = o.name.empty() ? "no default value" : "no value \"" + o.name + '"';
+        report_text(failure("the key \"" + o.key + "\" has " + what, "\"tbs registry list KEY\" shows what it has."));
+    } else {
+        report_text(failure("there is no key \"" + o.key + '"', "\"tbs registry list [KEY]\" shows what there is."));
+    }
+    return exit_negative;
+}
+
 int get(const options &o) {
     std::string data(NTREGY_MAX_DATA, '\0');
     size_t size = data.size();
     ntregy_type_t type = NTREGY_NONE;
     const int error = ntregy_get_value(root, o.key.c_str(), o.name.c_str(), &type, data.data(), &size);
-    if (error == 2) {
-        if (o.as_json)
-            print_json({{"key", o.key}, {"name", o.name}, {"value", nullptr}, {"exit_status", exit_negative}});
-        return exit_negative;
-    }
+    if (error == 2) return report_missing(o);
     if (error) refuse(o, "read", error);
     data.resize(size);
     const json value = value_of(type, data);

@@ -21,6 +21,16 @@ std::string key_of(const tbs_sid_acl_id_t &id) {
     return std::string(tbs_acl_utl_id_kind_to_str(id.kind)) + ':' + sid_text(id.sid);
 }
 
+failure refused(const std::string &path) {
+    constexpr int unknown_identity = 33;
+    owned_role_map map;
+    const auto messages = messages_of([&] { tbs_rolemap_acl_utl_parse(path.c_str(), map.put()); });
+    return {path, line_named_in(messages), "no role map was read, see the message before",
+            has_message(messages, "tbs_acl", unknown_identity)
+                ? unknown_identity_remedy
+                : "Correct the line that it names: Role:name --> kind:DOMAIN\\name."};
+}
+
 } // namespace
 
 owned_role_map read_role_map(const std::string &path) {
@@ -28,10 +38,7 @@ owned_role_map read_role_map(const std::string &path) {
     owned_role_map map;
     const tbs_status_t status = tbs_rolemap_acl_utl_parse(path.c_str(), map.put());
     if (status == TBS_ST_ENOMEM) throw std::bad_alloc();
-    if (status) {
-        throw failure(path, 0, "no role map was read, see the message before",
-                      "Correct the line that it names: Role:name --> kind:DOMAIN\\name.");
-    }
+    if (status) throw refused(path);
     return map;
 }
 

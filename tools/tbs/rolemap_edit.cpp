@@ -93,7 +93,7 @@ void add_rolemap_edits(command parent, action &chosen) {
         if (what.has_replacement) {
             edit_command.positional("new", o->new_id, "NEW", "Identity in its place").required();
         }
-        edit_command.option("-o,--output", o->output, "OUT", "Write the map there, and leave FILE alone");
+        edit_command.option("-o,--out,--output", o->output, "OUT", "Write the map there, and leave FILE alone");
         edit_command.flag("--json", o->as_json, "Answer in JSON");
         edit_command.footer("The file is replaced in one step or not at all. It is written anew: comments are lost.\n"
                             "Exit status: 0 done or unchanged, 1 the role does not hold ID, 2 bad input.");

@@ -27,6 +27,9 @@ struct close_file {
 }
 
 void check_line(const std::string &path, size_t number, std::string_view line) {
+    if (number == 1 && line.starts_with("\xEF\xBB\xBF")) {
+        throw failure(path, number, "the file begins with a byte order mark", "Save it without: as plain UTF-8.");
+    }
     if (line.size() > max_line) {
         throw failure(path, number, "the line is longer than " + std::to_string(max_line) + " bytes",
                       "Break it up: one entry a line, comments too.");
@@ -90,6 +93,14 @@ std::string_view trimmed(std::string_view text) {
     const size_t first = text.find_first_not_of(" \t");
     if (first == std::string_view::npos) return {};
     return text.substr(first, text.find_last_not_of(" \t") - first + 1);
+}
+
+std::string line_of_file(const std::string &path, size_t wanted) {
+    std::string found;
+    each_line(path, [&](size_t number, std::string_view line) {
+        if (number == wanted) found = line;
+    });
+    return found;
 }
 
 void check_text_file(const std::string &path) {

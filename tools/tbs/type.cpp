@@ -1,6 +1,10 @@
 // tbs type: the element types of files, and of all files of a tree.
 #include "file_tree.hpp"
+#include "ks/ks_errno.h"
+#include "ks/ks_file.h"
+#include "ks/ks_imsg.h"
 #include "lib/tbs/typing/program.hpp"
+#include "nt/nt_file.h"
 #include "output.hpp"
 #include "output_file.hpp"
 #include "progress.hpp"
@@ -11,6 +15,7 @@
 #include <algorithm>
 #include <atomic>
 #include <clocale>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -50,28 +55,48 @@ struct tried_test {
 };
 
 struct explanation {
-    const definition *by; // null when no definition holds
+    const definition *by;   // null when no definition holds
+    std::string why_nobody; // then
     std::vector<tried_test> tests;
 };
+
+// Why a file cannot be looked into; nothing when it can. What is no regular file is not opened: that could wait.
+std::optional<std::string> unreadable(const std::string &path) {
+    fileutl_status_t status;
+    if (fileutl_stat(path.c_str(), 1, &status) == 0 && (status.mode & FILEUTL_KIND) != FILEUTL_REGULAR)
+        return std::nullopt;
+    const std::unique_ptr<FILE, int (*)(FILE *)> stream(unix_nt_fopen(path.c_str(), "rb"), std::fclose);
+    if (stream) return std::nullopt;
+    return std::string("cannot be read: ") + imsg_strerror(ks_errno);
+}
 
 class explainer final : private tbs::typing::observer {
 public:
     explainer() {
-        for (const std::string &file : type_files_of_path()) rules_.read(file);
+        const std::vector<std::string> files = type_files_of_path();
+        has_files_ = !files.empty();
+        for (const std::string &file : files) rules_.read(file);
         program_ = std::make_unique<const tbs::typing::program>(rules_.first());
     }
 
     explanation explain(const std::string &path, uint32_t options) {
         tbs::typing::examined_file file(path.c_str(), TBS_FT_NOT_OPEN, nullptr, nullptr, options);
         const definition *found = program_->find(file, this);
-        if (!found) tests_.clear();
-        return {found, tests_};
+        if (!found) return {nullptr, why_nobody(path, options), {}};
+        return {found, {}, tests_};
     }
 
 private:
     void begins(const definition &) override { tests_.clear(); }
     void decided(const ft_node_t &test, value result) override { tests_.push_back({&test, result}); }
 
+    [[nodiscard]] std::string why_nobody(const std::string &path, uint32_t options) const {
+        if (!has_files_) return std::string("no type files found in ") + type_file_path();
+        const auto reason = options == TBS_FT_BY_NAME ? std::nullopt : unreadable(path);
+        return reason.value_or("no definition holds");
+    }
+
+    bool has_files_ = false;
     type_rules rules_;
     std::unique_ptr<const tbs::typing::program> program_;
     std::vector<tried_test> tests_;
@@ -87,7 +112,7 @@ const char *name_of(value result) {
 
 void print_explanation(const explanation &why) {
     if (!why.by) {
-        print("    no definition holds");
+        print("    " + why.why_nobody);
         end_line();
         return;
     }
@@ -189,7 +214,11 @@ void print_as_json(const options &o, const typed_files &files, explainer *why, c
     for (size_t i = 0; i < files.size(); i++) {
         json one = {{"path", files.path(i)}, {"types", json::array()}};
         for (const char *const *name = files.types(i); *name; name++) one["types"].push_back(*name);
-        if (why) one["definition"] = explanation_as_json(why->explain(files.path(i), o.what_to_look_at()));
+        if (why) {
+            const explanation told = why->explain(files.path(i), o.what_to_look_at());
+            one["definition"] = explanation_as_json(told);
+            if (!told.by) one["reason"] = told.why_nobody;
+        }
         list.push_back(std::move(one));
     }
     json left_out = json::array();

@@ -24,7 +24,7 @@ int make_record(const options &o) {
         record_from_json(*type.wire, path, as_text(text),
                          std::string("\"tbs xdr sample ") + type.name + " --json\" shows how a record is written.");
     require_decodable(type, encoded);
-    if (o.out || !o.as_json) write_answer(o.out, as_text(encoded));
+    if (o.out || !o.as_json) write_bytes(o.out, encoded);
     if (!o.as_json) return exit_done;
     json answer = {{"type", type.name}, {"length", encoded.size()}};
     if (o.out) {

@@ -21,7 +21,7 @@ int make_sample(const options &o) {
     const wire_type &type = xdr_type_called(o.type);
     const bytes encoded = tbs::wire::sampler(o.seed).make(*type.wire);
     require_decodable(type, encoded);
-    if (o.out || !o.as_json) write_answer(o.out, as_text(encoded));
+    if (o.out || !o.as_json) write_bytes(o.out, encoded);
     if (o.as_json) print_json(record_as_json(*type.wire, encoded));
     return exit_done;
 }
