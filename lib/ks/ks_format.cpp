@@ -248,7 +248,7 @@ void put_conversion(text_output &out, const conversion &c, arguments &args, unsi
         put_text(out, c, {&character, 1}, flags);
         break;
     }
-    case 'p': put_pointer(out, c, args.next_pointer()); break;
+    default: put_pointer(out, c, args.next_pointer()); break; // 'p': no other is left
     }
 }
 
