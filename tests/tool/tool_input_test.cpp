@@ -58,6 +58,16 @@ TEST(BadInput, AFileThatIsMissing) {
     for (const place &p : places) expect_refused(p.name, "/nonexistent/file", "cannot be opened");
 }
 
+TEST(BadInput, APipeThatWouldHaveToBeReadTwice) {
+    const temp_dir dir;
+    const std::string pipe = dir / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    expect_refused("acl", pipe, "what comes through a pipe is gone once it is checked");
+    const outcome map = run_tool({"rolemap", "show", pipe});
+    EXPECT_EQ(map.status, 2);
+    EXPECT_THAT(map.err, HasSubstr("Name a regular file"));
+}
+
 TEST(BadInput, ADirectory) {
     const temp_dir dir;
     for (const place &p : places) expect_refused(p.name, dir.str(), "the file cannot be");

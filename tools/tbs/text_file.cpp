@@ -1,6 +1,7 @@
 #include "text_file.hpp"
 
 #include "ks/ks_errno.h"
+#include "ks/ks_file.h"
 #include "ks/ks_imsg.h"
 #include "nt/nt_file.h"
 #include "tbs/tbs_acl.h"
@@ -104,6 +105,12 @@ std::string line_of_file(const std::string &path, size_t wanted) {
 }
 
 void check_text_file(const std::string &path) {
+    fileutl_status_t status;
+    const uint32_t kind = fileutl_stat(path.c_str(), 1, &status) == 0 ? status.mode & FILEUTL_KIND : 0;
+    if (kind == FILEUTL_FIFO || kind == FILEUTL_SOCKET) {
+        throw failure(path, 0, "what comes through a pipe is gone once it is checked, and could not be read after it",
+                      "Name a regular file; commands on ACLs take - for standard input.");
+    }
     each_line(path, [&](size_t number, std::string_view line) { check_line(path, number, line); });
 }
 

@@ -13,8 +13,8 @@ struct text_line {
     std::string text;
 };
 
-// Goes through a file and refuses what is no text: a directory, a byte order mark, a NUL, bytes that are not UTF-8, a
-// line of more than 1023 bytes. Throws failure with file, line and remedy.
+// Goes through a file that the library will read, and refuses what is no text: a directory, a byte order mark, a NUL,
+// bytes that are not UTF-8, a line of more than 1023 bytes; and a pipe. Throws failure with file, line and remedy.
 void check_text_file(const std::string &path);
 
 // Reads a file of at most 1 MiB after the same checks. Gives the lines that are neither blank nor comments ("#"),
