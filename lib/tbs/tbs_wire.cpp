@@ -90,7 +90,8 @@ cursor sink::rare_text(cursor at, const char *characters) { return text(at, char
 cursor sink::text_in_window(cursor at, const char *characters, size_t length, uint32_t max) {
     const size_t size = unit + padded(length);
     at = more(at, size);
-    if (!at || ahead(at) >= size) return at ? copied(at, characters, length) : nullptr;
+    if (!at) return nullptr;
+    if (ahead(at) >= size) return copied(at, characters, length);
     restart(); // too long to be staged
     return pass_text(xdrs_, const_cast<char **>(&characters), max) ? begin() : nullptr;
 }
