@@ -26,7 +26,7 @@ bool has_broken_list(std::string_view line) {
 // What to do about the line of an ACL file that the library refused.
 std::string remedy_for(const std::string &line, const std::vector<collected_message> &messages,
                        const vocabulary &words) {
-    constexpr int unknown_permission = 3, unknown_identity = 33;
+    constexpr int unknown_permission = 3;
     if (has_broken_list(line)) {
         return "A list of permissions holds no blanks and does not end with a comma: Delete,AclRead.";
     }

@@ -17,7 +17,8 @@ namespace tool {
 using owned_acl = owned<tbs_acl_h_t, tbs_acl_free>;
 using owned_sid_acl = owned<tbs_sid_acl_h_t, tbs_sid_acl_free>;
 
-// What to do about an identity in a file that no source knows.
+// The message of the table "tbs_acl" about an identity in a file that no source knows, and what to do about it.
+inline constexpr int unknown_identity = 33;
 inline constexpr char unknown_identity_remedy[] =
     "Write kind:DOMAIN\\name, as \"tbs whoami\" does; the accounts file (ORSIK_ACCOUNTS), the domain and this host "
     "were asked.";

@@ -22,7 +22,6 @@ std::string key_of(const tbs_sid_acl_id_t &id) {
 }
 
 failure refused(const std::string &path) {
-    constexpr int unknown_identity = 33;
     owned_role_map map;
     const auto messages = messages_of([&] { tbs_rolemap_acl_utl_parse(path.c_str(), map.put()); });
     return {path, line_named_in(messages), "no role map was read, see the message before",
